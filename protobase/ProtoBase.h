@@ -1,0 +1,96 @@
+// The frame layer shared by both analyzers: checksum, frame checks, package
+// search, response decoding and device-report splitting, plus the three
+// operations each analyzer provides (request encoding, reply analysis and
+// pushed-report analysis).
+#pragma once
+
+#include "protostub/ProtoRecords.h"
+
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+class ProtoBase
+{
+public:
+    explicit ProtoBase(std::string protoKey);
+    virtual ~ProtoBase();
+    ProtoBase(const ProtoBase&) = delete;
+    ProtoBase& operator=(const ProtoBase&) = delete;
+
+    // Encodes one client request into messages appended to out.
+    virtual em_ProtoAnalyze analyze_ClientData(const unsigned long long& nHwMaxRecvLen, const em_RequestType& type,
+                                               void* request, std::list<ST_MSGToHardDriver>& out,
+                                               const std::string& filePath,
+                                               const bool& bIsRegisterAddrSelfIncreasing) = 0;
+
+    // Analyses received bytes against the expected replies; on success
+    // returns 0 and sets offset to the number of leading bytes used up.
+    virtual em_ProtoAnalyze analyze_DeviceData(const em_RequestType& type, const std::string& protoBuffer,
+                                               const ST_MSGToHardDriverMatch& match, int& offset) = 0;
+
+    // Decodes a pushed report frame at offset and acknowledges it.
+    virtual em_ProtoAnalyze analyze_DeviceReportPushData(std::vector<ST_DeviceAutoReportResponseInfo>& reports,
+                                                         const std::string& buffer, unsigned long long& offset) = 0;
+
+    std::string getProtoKey() const;
+    std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> getReplyRecord() const;
+
+    // 9 if the buffer starts 0xAA 0x55, else 8.
+    em_ProtoAnalyze checkThridPackageHeaderFlag(const std::string& buffer);
+    // 10 shorter than 20 bytes or than its frame, 11 longer, 12 exactly one frame.
+    em_ProtoAnalyze checkValidLength(const std::string& buffer);
+
+    // True if the checksum of buffer[offset .. offset+length) is right.
+    bool reviseOk(const std::string& buffer, int offset, unsigned long long length);
+    // sum = 0x5555 plus every byte of buffer[first .. first+count).
+    void calcCheckout(const std::string& buffer, int first, int count, unsigned int& sum);
+    unsigned short makeWord(unsigned char high, unsigned char low);
+
+    // Cuts buffer into packages at the head named by match[0] (hex text),
+    // accepting a later head only for a frame with the label of match[1] that
+    // reaches exactly to the buffer's end. offset receives the first head's
+    // position. True when strPackageVec is not empty afterwards.
+    bool findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
+                         int& offset, std::vector<std::string>& strPackageVec);
+    // Hex text to bytes, two digits at a time; always true.
+    bool hexStringToBytes(const std::string& hex, std::string& bytes);
+
+    // Starts a fresh reply record for a request about to be sent.
+    void initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data* request);
+    // Decodes one device frame into record; ack receives frame byte 2.
+    void getThirdGenerationCommResponseData(const std::string& frame, unsigned char& ack,
+                                            std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> record);
+    // Writes the 20-byte acknowledgement of a device report into *answer.
+    void getResponseDataFromDeviceReport(const std::string& report, unsigned char ack,
+                                         std::shared_ptr<std::string> answer);
+    // Decodes one report and builds its acknowledgement into info.
+    void getDeviceReportDataToProtoResponse(const std::string& report, unsigned char ack,
+                                            ST_DeviceAutoReportResponseInfo& info);
+
+    // Splits a stream of device reports at 0x55 0xAA into reports, good
+    // checksums first; empties buffer.
+    void analyze_DeviceReportData(std::string& buffer, std::vector<ST_DeviceAutoReportResponseInfo>& reports);
+    void upPackageListWithoutLabelMatching(std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
+                                           std::vector<std::string>& okList, std::vector<std::string>& failedList);
+
+protected:
+    // Advances the 8-bit packet label (255 wraps to 0) and returns it.
+    unsigned char advancePacketLabel();
+    // A zero-filled request frame of the given length whose header carries
+    // the request's fields, the label and the register address.
+    static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
+                                                        const INTER_ST::ThirdGenerationCommRequest_Data& request,
+                                                        unsigned int registerAddr);
+    // The first two scan-board bytes as a word, first byte low; missing bytes are 0.
+    static unsigned int scanBoardWord(const std::vector<unsigned char>& scanBoardAddr);
+    // Stores the checksum at the frame's end; returns the full 32-bit sum.
+    static unsigned int storeCheckout(std::string& frame);
+    // The position of needle in haystack at or after from, or -1.
+    static int findFrom(const std::string& haystack, const std::string& needle, size_t from);
+
+    std::string m_strProtoKey;
+    std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;
+    unsigned char m_ucPacketLabel = 0;
+};

@@ -1,0 +1,273 @@
+// The facade: the registry of analyzers, client-request dispatch, the receive
+// buffer for device bytes, pushed-frame recognition and reply hand-out.
+#include "ProtoStub.h"
+
+#include "analyzers/ProtoAnalyze3rd.h"
+#include "analyzers/ProtoAnalyze3rd_Orvane.h"
+#include "protobase/FrameLayout.h"
+#include "log/LogCall.h"
+#include "log/LogSignature.h"
+
+#include <stdexcept>
+
+namespace
+{
+const char* const SIG_analyze_ClientData =
+    ZSIG_RESULT "ProtoStub::analyze_ClientData(unsigned int,const " ZSIG_STRING
+                " &,const enum em_RequestType &,void *," ZSIG_MSG_LIST " &,const " ZSIG_STRING " &,const bool &)";
+const char* const SIG_analyze_DeviceData = ZSIG_RESULT "ProtoStub::analyze_DeviceData(const " ZSIG_STRING
+                                                       " &,const enum em_RequestType &,const " ZSIG_STRING
+                                                       " &,const struct ST_MSGToHardDriverMatch &)";
+const char* const SIG_isAutoPushThirdPackage = ZSIG_RESULT "ProtoStub::isAutoPushThirdPackage(const " ZSIG_STRING
+                                                           " &,unsigned __int64 &,bool &," ZSIG_REPORT_VECTOR " &)";
+const char* const SIG_analyze_DeviceReportData =
+    "void __cdecl ProtoStub::analyze_DeviceReportData(" ZSIG_STRING " &,const " ZSIG_STRING " &," ZSIG_REPORT_VECTOR
+    " &)";
+const char* const SIG_getReplyPackage =
+    "const " ZSIG_RESPONSE_PTR " __cdecl ProtoStub::getReplyPackage(const " ZSIG_STRING " &)";
+
+const char* const kVariantKey = "3rdOrvane-proto";
+
+// Pushed frames: packet type 0x32 is a report the variant analyzer decodes
+// when it is at least a sub-header long; package codes 0x10 and 0x18 set bFlag.
+constexpr unsigned char kReportPacketType = 0x32;
+constexpr unsigned int kReportMinLength = 18;
+constexpr unsigned char kPackageCodeTrue = 0x10;
+constexpr unsigned char kPackageCodeFalse = 0x18;
+
+// The map's bounds-checked look-up, with the exception text the server knows.
+std::shared_ptr<ProtoBase> protoAt(const std::map<std::string, std::shared_ptr<ProtoBase>>& registry,
+                                   const std::string& key)
+{
+    const auto it = registry.find(key);
+    if (it == registry.end())
+    {
+        throw std::out_of_range("invalid map<K, T> key");
+    }
+    return it->second;
+}
+} // namespace
+
+ProtoStub::ProtoStub()
+{
+    std::shared_ptr<ProtoBase> standard(new ProtoAnalyze3rd());
+    std::shared_ptr<ProtoBase> variant(new ProtoAnalyze3rd_Orvane());
+    // Each analyzer is registered under the key it reports itself.
+    m_mapProto.insert(std::make_pair(standard->getProtoKey(), standard));
+    m_mapProto.insert(std::make_pair(variant->getProtoKey(), variant));
+}
+
+ProtoStub::~ProtoStub() = default;
+
+em_ProtoAnalyze ProtoStub::analyze_ClientData(unsigned int nHwMaxRecvLen, const std::string& matchKey,
+                                              const em_RequestType& type, void* request,
+                                              std::list<ST_MSGToHardDriver>& msgs, const std::string& filePath,
+                                              const bool& bIsRegisterAddrSelfIncreasing)
+{
+    const auto it = m_mapProto.find(matchKey);
+    if (it == m_mapProto.end())
+    {
+        ZLOG(2, SIG_analyze_ClientData, "map proto is not contain match key.matchKey=[%s].", matchKey.c_str());
+        return emProtoNotFound;
+    }
+    const std::shared_ptr<ProtoBase> proto = it->second;
+    if (!proto)
+    {
+        ZLOG(2, SIG_analyze_ClientData, "not found proto object,matchKey=[%s].", matchKey.c_str());
+        return emProtoNotFound;
+    }
+    const unsigned long long maxRecvLen = nHwMaxRecvLen;
+    const em_ProtoAnalyze result =
+        proto->analyze_ClientData(maxRecvLen, type, request, msgs, filePath, bIsRegisterAddrSelfIncreasing);
+    ZLOG(1, SIG_analyze_ClientData, "end ---nHwMaxRecvLen = %d, match key = %s, type = %d, em_ProtoAnalyze = %d.",
+         static_cast<int>(nHwMaxRecvLen), matchKey.c_str(), static_cast<int>(type), static_cast<int>(result));
+    return result;
+}
+
+em_ProtoAnalyze ProtoStub::analyze_DeviceAutoReportData(const std::string&, const std::vector<std::string>&)
+{
+    return emProtoSuccess;
+}
+
+em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const em_RequestType& type,
+                                              const std::string& protoBuffer, const ST_MSGToHardDriverMatch& match)
+{
+    const char* const sig = SIG_analyze_DeviceData;
+    ZLOG(0, sig, "enter, matchKey = %s", matchKey.c_str());
+    if (protoBuffer.empty())
+    {
+        ZLOG(3, sig, "proto buffer is empty.");
+        return emProtoEmptyInput;
+    }
+    const auto it = m_mapProto.find(matchKey);
+    if (it == m_mapProto.end())
+    {
+        ZLOG(3, sig, "map proto is not contain match key.");
+        return emProtoNotFound;
+    }
+    const std::shared_ptr<ProtoBase> proto = it->second;
+    if (!proto)
+    {
+        ZLOG(3, sig, "not found proto object.");
+        return emProtoNotFound;
+    }
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_buffer.append(protoBuffer);
+    if (proto->checkThridPackageHeaderFlag(m_buffer) != emProtoHeaderOk)
+    {
+        // A wrong header stays in the buffer until the server clears it.
+        ZLOG(2, sig, "checkThridPackageHeaderFlag,tmpBuffe.size =[%d],m_buffer.size=[%d].",
+             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()));
+        return emProtoBadHeader;
+    }
+    const em_ProtoAnalyze lengthCheck = proto->checkValidLength(m_buffer);
+    if (lengthCheck == emProtoFrameShort)
+    {
+        ZLOG(2, sig, "checkValidLength,tmpBuffe.size =[%d],m_buffer.size=[%d], (em_ProtoAnalyze)nCheck=[%d].",
+             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()), static_cast<int>(lengthCheck));
+        return emProtoIncompleteFrame;
+    }
+    int offset = 0;
+    const em_ProtoAnalyze result = proto->analyze_DeviceData(type, m_buffer, match, offset);
+    ZLOG(1, sig, "analyzeFromHardDriver, em_RequestType = %d,ProtoBase.analyzeFromHardDriver's nOpers(bool) = %d.",
+         static_cast<int>(type), static_cast<int>(result));
+    if (result == emProtoSuccess && offset != 0)
+    {
+        // The offset is taken sign-extended as a count from the start: a
+        // negative one, or one past the end, empties the buffer.
+        m_buffer.erase(0, static_cast<size_t>(static_cast<long long>(offset)));
+        return emProtoSuccess;
+    }
+    // Every failure of the analysis reaches the caller as 255, by design.
+    m_buffer.clear();
+    ZLOG(3, sig, " end! clear buffer.");
+    return emProtoFailed;
+}
+
+void ProtoStub::clearRecvDeviceData()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_buffer.clear();
+}
+
+const std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> ProtoStub::getReplyPackage(
+    const std::string& matchKey)
+{
+    const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, matchKey);
+    if (!proto)
+    {
+        ZLOG(3, SIG_getReplyPackage, "not found proto object.");
+        return nullptr;
+    }
+    return proto->getReplyRecord();
+}
+
+bool ProtoStub::isGeneralThirdPackage(const std::string& buffer, unsigned long long& frameLen)
+{
+    if (buffer.size() < 2)
+    {
+        return false;
+    }
+    frameLen = 0;
+    if (static_cast<unsigned char>(buffer[0]) != frame::kDeviceHead0 ||
+        static_cast<unsigned char>(buffer[1]) != frame::kDeviceHead1 || buffer.size() < frame::kOverhead)
+    {
+        return false;
+    }
+    // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
+    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
+    if (length == 0)
+    {
+        frameLen = frame::kOverhead;
+        return true;
+    }
+    if (length + frame::kOverhead > buffer.size())
+    {
+        return false;
+    }
+    frameLen = length + frame::kOverhead;
+    return true;
+}
+
+em_ProtoAnalyze ProtoStub::isAutoPushThirdPackage(const std::string& buffer, unsigned long long& frameLen, bool& bFlag,
+                                                  std::vector<ST_DeviceAutoReportResponseInfo>& reports)
+{
+    const char* const sig = SIG_isAutoPushThirdPackage;
+    if (buffer.size() < 2)
+    {
+        return emProtoBadHeader;
+    }
+    frameLen = 0;
+    if (static_cast<unsigned char>(buffer[0]) != frame::kServerHead0 ||
+        static_cast<unsigned char>(buffer[1]) != frame::kServerHead1)
+    {
+        return emProtoNotAutoPush;
+    }
+    if (buffer.size() < frame::kOverhead)
+    {
+        return emProtoBadHeader;
+    }
+    // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
+    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
+    if (length == 0)
+    {
+        return emProtoNotAutoPush;
+    }
+    if (length + frame::kOverhead > buffer.size())
+    {
+        return emProtoFrameShort;
+    }
+    const auto packetType = static_cast<unsigned char>(buffer[frame::kPacketType]);
+    if (packetType == kReportPacketType)
+    {
+        ZLOG(1, sig, "buffer.at(11) == 0x32!");
+        if (length < kReportMinLength)
+        {
+            ZLOG(1, sig, "valiadLength < 18!");
+        }
+        else
+        {
+            ZLOG(1, sig, "valiadLength >= 18!");
+            // Pushed reports always go to the variant analyzer, whoever sent them.
+            const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, kVariantKey);
+            if (!proto)
+            {
+                ZLOG(3, sig, "not found proto object.");
+                return emProtoSuccess;
+            }
+            proto->analyze_DeviceReportPushData(reports, buffer, frameLen);
+            frameLen = length + frame::kOverhead;
+        }
+    }
+    else
+    {
+        ZLOG(1, sig, "Packet Type = %d!", static_cast<int>(static_cast<signed char>(packetType)));
+    }
+    const auto code = static_cast<unsigned char>(buffer[frame::kReadWriteCode]);
+    ZLOG(1, sig, "recv a package code :%d !", static_cast<int>(static_cast<signed char>(code)));
+    if (code == kPackageCodeTrue)
+    {
+        bFlag = true;
+        return emProtoSuccess;
+    }
+    if (code == kPackageCodeFalse)
+    {
+        bFlag = false;
+        return emProtoSuccess;
+    }
+    ZLOG(3, sig, "recv a error code :%d !", static_cast<int>(code));
+    return emProtoFailed;
+}
+
+void ProtoStub::analyze_DeviceReportData(std::string& buffer, const std::string& matchKey,
+                                         std::vector<ST_DeviceAutoReportResponseInfo>& reports)
+{
+    if (m_mapProto.empty())
+    {
+        ZLOG(3, SIG_analyze_DeviceReportData, " m_mapProto is empty !");
+        return;
+    }
+    // No test for an empty entry here, unlike the other operations.
+    const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, matchKey);
+    proto->analyze_DeviceReportData(buffer, reports);
+}
