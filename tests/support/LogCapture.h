@@ -1,0 +1,33 @@
+// A fixture that captures every log line (TRACE and up) for the duration of a
+// test, so that tests can assert texts, levels and signatures.
+#pragma once
+
+#include "log/ZorvLogControl.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+class LogCaptureTest : public ::testing::Test
+{
+protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    std::vector<zorvlog::LogRecord> records() const;
+    std::vector<std::string> messages() const;
+    // Lines whose message equals text exactly.
+    size_t count(const std::string& text) const;
+    // True if a line with this level and exact message was logged.
+    bool logged(em_LOG_LEVEL level, const std::string& text) const;
+    // The first line with this exact message, or a record with line -1.
+    zorvlog::LogRecord find(const std::string& text) const;
+    void clearLog();
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<zorvlog::LogRecord> m_records;
+    em_LOG_LEVEL m_savedLevel = ZORV_LOG_INFO;
+};
