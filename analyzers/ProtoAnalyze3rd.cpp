@@ -80,9 +80,10 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
         ZLOG(3, SIG_analyze_OnePackageRequst, "error em_OperationCodeType:%d", static_cast<int>(code));
         return emProtoBadReadWriteCode;
     }
-    if (code == emOperationWrite && pkg.data.size() != pkg.validLen)
+    if (code == emOperationWrite && pkg.validLen > 0 && pkg.data.size() != pkg.validLen)
     {
-        // The data must fill the frame's data area exactly.
+        // The data must fill the frame's data area exactly; a packet without
+        // data bytes ignores pkg.data.
         return request_fields::rejectDataSize(SIG_analyze_OnePackageRequst);
     }
     auto out = newRequestFrame(length, m_ucLabel, *request, pkg.registerAddr);
@@ -94,7 +95,10 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
     else
     {
         frame::putWord(f, frame::kValidLength, pkg.validLen & 0xFFFF);
-        f.replace(frame::kData, pkg.validLen, pkg.data);
+        if (pkg.validLen > 0)
+        {
+            f.replace(frame::kData, pkg.validLen, pkg.data);
+        }
     }
     const unsigned int sum = storeCheckout(f);
     msg.protoKey = m_strProtoKey;

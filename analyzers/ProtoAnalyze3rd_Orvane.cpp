@@ -103,7 +103,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         ZLOG(3, SIG_analyze_OnePackageRequst, "error readWriteCode:%d", static_cast<int>(code));
         return emProtoBadReadWriteCode;
     }
-    if (code == emOperationWrite && pkg.data.size() != pkg.validLen)
+    if (code == emOperationWrite && pkg.validLen > 0 && pkg.data.size() != pkg.validLen)
     {
         return request_fields::rejectDataSize(SIG_analyze_OnePackageRequst);
     }
@@ -123,7 +123,10 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         frame::putWord(f, frame::kValidLength, (pkg.validLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
         frame::putWord(f, frame::kVariantSubValidLen, pkg.validLen & 0xFFFF);
         f[frame::kVariantLenExp] = static_cast<char>(m_nLenExp);
-        f.replace(frame::kVariantPayload, pkg.validLen, pkg.data);
+        if (pkg.validLen > 0)
+        {
+            f.replace(frame::kVariantPayload, pkg.validLen, pkg.data);
+        }
     }
     frame::putDword(f, frame::kVariantPacketSum, m_nSendCount);
     frame::putDword(f, frame::kVariantSequence, pkg.nPacketSequeseNum);

@@ -29,17 +29,19 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_ReadFileRequest(const unsigned l
                                                                 std::list<ST_MSGToHardDriver>& out, const bool&)
 {
     const char* const sig = SIG_analyze_ReadFileRequest;
-    em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!request_fields::checkRequest(sig, request, rejected))
+    const em_ProtoAnalyze result = readRequest(sig, nHwMaxRecvLen, request, out, true);
+    // Only a request that is going out names (and starts afresh) the output
+    // file: a rejected one leaves the previous path and the file alone.
+    if (result != emProtoSuccess)
     {
-        return rejected;
+        return result;
     }
     m_strFilePath = filePath;
     if (std::remove(filePath.c_str()) != 0 && errno != ENOENT)
     {
         ZLOG(3, sig, "RequestReadFile delete file fail");
     }
-    return readRequest(sig, nHwMaxRecvLen, request, out, true);
+    return emProtoSuccess;
 }
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteFileRequest(const unsigned long long& nHwMaxRecvLen,

@@ -44,8 +44,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
     const unsigned int packetSum = frame::dwordAt(buffer, frame::kVariantPacketSum);
     const unsigned int sequence = frame::dwordAt(buffer, frame::kVariantSequence);
     // The text has two blanks after "recv a" and a full-width comma (U+FF0C).
-    ZLOG(1, sig, "recv a  auto report package!" "\xEF\xBC\x8C" "nPacketSum =%d,nPacketSequeseNum:%d", static_cast<int>(packetSum),
-         static_cast<int>(sequence));
+    ZLOG(1, sig, "recv a  auto report package!" "\xEF\xBC\x8C" "nPacketSum =%d,nPacketSequeseNum:%d",
+         static_cast<int>(packetSum), static_cast<int>(sequence));
     if (packetSum == 1 && sequence >= 1)
     {
         ZLOG(3, sig, "recv a error auto report package!");
@@ -82,7 +82,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
     record->scanBoardAddr = {frame::byteAt(package, frame::kScanBoard), frame::byteAt(package, frame::kScanBoard + 1)};
     record->readWriteCode = frame::byteAt(package, frame::kReadWriteCode);
     record->packetType = frame::byteAt(package, frame::kPacketType);
-    record->registerAddr = {frame::byteAt(package, frame::kRegisterAddr), frame::byteAt(package, frame::kRegisterAddr + 1),
+    record->registerAddr = {frame::byteAt(package, frame::kRegisterAddr),
+                            frame::byteAt(package, frame::kRegisterAddr + 1),
                             frame::byteAt(package, frame::kRegisterAddr + 2),
                             frame::byteAt(package, frame::kRegisterAddr + 3)};
     record->validDataLength = validDataLength;

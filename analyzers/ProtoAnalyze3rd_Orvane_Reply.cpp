@@ -1,9 +1,9 @@
 // Variant analyzer: analysis of the device's replies to a request.
 #include "ProtoAnalyze3rd_Orvane.h"
 
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -20,7 +20,7 @@ const char* const SIG_analyzeDeviceData_ByCommonProtocol =
 constexpr unsigned int kNotFound = 0xFFFFFFFFu;
 constexpr size_t kArgLowIndex = 11;
 constexpr size_t kArgHighIndex = 12;
-} // namespace
+}  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType& type, const std::string& protoBuffer,
                                                            const ST_MSGToHardDriverMatch& match, int& offset)
@@ -71,7 +71,7 @@ bool ProtoAnalyze3rd_Orvane::isLabelAtWantedPosition(const std::string& package,
     {
         return false;
     }
-    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));
+    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));  // NOLINT(cert-err34-c)
     return static_cast<unsigned char>(package[static_cast<size_t>(matchOne.posWanted)]) == label;
 }
 
@@ -111,7 +111,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
         }
         else if (i == 1)
         {
-            const int label = std::atoi(one.key.c_str());
+            const int label = std::atoi(one.key.c_str());  // NOLINT(cert-err34-c): decimal text
             const unsigned char got = frame::byteAt(package, frame::kLabel);
             ZLOG(0, sig, "label[%d], (unsigned char)rawDatagramBuf3[%d].", label, static_cast<int>(got));
             if (label != got)
@@ -130,6 +130,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     offset += static_cast<int>(package.size());
     ++m_nAlreadyRecievedCount;
     const unsigned int validDataLength = frame::wordAt(package, frame::kValidLength);
+    // Byte 10 is read as a signed byte: 0xFF logs as -1.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse)
     const int code = static_cast<signed char>(frame::byteAt(package, frame::kReadWriteCode));
     // Every package's data is appended, whatever its read/write code; the
     // counter holds how many bytes this package gave.
@@ -154,7 +156,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
         m_nDataCount = 0;
     }
     ZLOG(0, sig, "operation code[%d], validDataLength[%d], recv count[%d], send count[%d], ack[%d]", code,
-         static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount),
-         static_cast<int>(m_nSendCount), static_cast<int>(ack));
+         static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount), static_cast<int>(m_nSendCount),
+         static_cast<int>(ack));
     return emProtoSuccess;
 }

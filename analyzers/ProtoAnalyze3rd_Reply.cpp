@@ -1,23 +1,24 @@
 // Standard analyzer: analysis of the device's replies to a request.
 #include "ProtoAnalyze3rd.h"
 
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <algorithm>
 #include <cstdlib>
 
 namespace
 {
-const char* const SIG_analyze_DeviceData = ZSIG_RESULT "ProtoAnalyze3rd::analyze_DeviceData(const enum em_RequestType &,const " ZSIG_STRING
-                                                       " &,const struct ST_MSGToHardDriverMatch &,int &)";
+const char* const SIG_analyze_DeviceData =
+    ZSIG_RESULT "ProtoAnalyze3rd::analyze_DeviceData(const enum em_RequestType &,const " ZSIG_STRING
+                " &,const struct ST_MSGToHardDriverMatch &,int &)";
 const char* const SIG_analyzeDeviceData_ByCommonProtocol =
     ZSIG_RESULT "ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR
                 " &,const enum em_RequestType &,int &)";
 
 constexpr unsigned int kNotFound = 0xFFFFFFFFu;
-} // namespace
+}  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, const std::string& protoBuffer,
                                                     const ST_MSGToHardDriverMatch& match, int& offset)
@@ -90,7 +91,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
         }
         else if (i == 1)
         {
-            const int label = std::atoi(one.key.c_str());
+            const int label = std::atoi(one.key.c_str());  // NOLINT(cert-err34-c): decimal text
             const unsigned char got = frame::byteAt(package, frame::kLabel);
             ZLOG(0, sig, "label[%d], (unsigned char)rawDatagramBuf3[%d].", label, static_cast<int>(got));
             if (label != got)
@@ -114,6 +115,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     ++m_nAlreadyRecievedCount;
     ZLOG(0, sig, "m_nAlreadyRecievedCount: %d", static_cast<int>(m_nAlreadyRecievedCount));
     const unsigned int validDataLength = frame::wordAt(package, frame::kValidLength);
+    // Byte 10 is read as a signed byte: 0xFF logs as -1.
+    // NOLINTNEXTLINE(bugprone-signed-char-misuse)
     const int code = static_cast<signed char>(frame::byteAt(package, frame::kReadWriteCode));
     std::vector<unsigned char>& data = m_replyRecord->data;
     if (code == emOperationWrite)
@@ -149,8 +152,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
         }
     }
     ZLOG(0, sig, "end ! emReadWriteCode[%d], validDataLength[%d], recv count[%d], send count[%d], ack[%d]]", code,
-         static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount),
-         static_cast<int>(m_nSendCount), static_cast<int>(ack));
+         static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount), static_cast<int>(m_nSendCount),
+         static_cast<int>(ack));
     return emProtoSuccess;
 }
 

@@ -41,20 +41,14 @@ struct LoggerState
     std::mutex mutex;
     std::FILE* file = nullptr;
     zorvlog::CaptureHook hook;
-
-    ~LoggerState()
-    {
-        if (file != nullptr)
-        {
-            std::fclose(file);
-        }
-    }
 };
 
+// Never destroyed: objects that log from their own static destructors must
+// still find the logger. Every line is flushed, so nothing is lost at exit.
 LoggerState& state()
 {
-    static LoggerState instance;
-    return instance;
+    static LoggerState* const instance = new LoggerState;
+    return *instance;
 }
 
 bool passes(em_LOG_LEVEL level)
@@ -127,6 +121,10 @@ ZorvSpdLog* ZorvSpdLog::getLoger()
     return &logger;
 }
 
+// The interface header must match the host's and carries no format attribute;
+// the definition carries it (argument 1 is this), so the format handed on to
+// formatInto counts as a checked format.
+ZORV_PRINTF_LIKE(5, 6)
 void ZorvSpdLog::addLogtoZorvSpdLog(em_LOG_LEVEL level, const char* signature, int line, const char* format, ...)
 {
     if (!passes(level) || format == nullptr)

@@ -56,9 +56,10 @@ em_ProtoAnalyze ProtoBase::checkValidLength(const std::string& buffer)
 
 bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long long length)
 {
-    // Callers pass offset 0 and the buffer's own size. A range that cannot
-    // hold a checksum (under 4 bytes, or past the buffer) cannot verify.
-    const bool inRange = offset >= 0 && length >= 4 && static_cast<unsigned long long>(offset) + length <= buffer.size();
+    // Callers pass offset 0 and the buffer's own size. A range too short to
+    // hold a checksum, or past the buffer, cannot verify. Two or three bytes
+    // sum to the seed alone against the two bytes that end the range.
+    const bool inRange = offset >= 0 && length >= 2 && static_cast<unsigned long long>(offset) + length <= buffer.size();
     if (!inRange)
     {
         if (offset == 0)
@@ -69,7 +70,7 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
         return false;
     }
     unsigned int sum = 0;
-    calcCheckout(buffer, offset + 2, static_cast<int>(length - 4), sum);
+    calcCheckout(buffer, offset + 2, length >= 4 ? static_cast<int>(length - 4) : 0, sum);
     const unsigned int computed = sum & 0xFFFF;
     const size_t end = static_cast<size_t>(offset) + static_cast<size_t>(length);
     const unsigned int stored = makeWord(static_cast<unsigned char>(buffer[end - 1]),

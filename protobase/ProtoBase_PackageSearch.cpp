@@ -46,7 +46,7 @@ unsigned char pairValue(char high, char low)
     const int l = hexDigit(low);
     return static_cast<unsigned char>(l < 0 ? h : h * 16 + l);
 }
-} // namespace
+}  // namespace
 
 bool ProtoBase::hexStringToBytes(const std::string& hex, std::string& bytes)
 {
@@ -73,7 +73,8 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
     }
     std::string head;
     hexStringToBytes(match[0].key, head);
-    const auto wantedLabel = static_cast<unsigned char>(std::atoi(match[1].key.c_str()));
+    // The label is decimal text that the request side wrote; atoi reads it.
+    const auto wantedLabel = static_cast<unsigned char>(std::atoi(match[1].key.c_str()));  // NOLINT(cert-err34-c)
     const long long size = static_cast<long long>(buffer.size());
 
     int count = 0;
@@ -99,8 +100,9 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
                 ZLOG(2, SIG_findPackageList, "buffer length = %d, pos found = %d.", static_cast<int>(size), pos + 3);
                 break;
             }
-            // pos + 3 may equal the size: that reads the string's terminating zero.
-            const auto label = static_cast<unsigned char>(buffer[static_cast<size_t>(pos + 3)]);
+            // pos + 3 may equal the size: that reads the string's terminating
+            // zero. With pos "none" (-1) the label is read at byte 2.
+            const auto label = static_cast<unsigned char>(buffer[static_cast<size_t>(pos) + 3]);
             if (label != wantedLabel)
             {
                 ZLOG(2, SIG_findPackageList, "req label = %d, rsp label = %d.", static_cast<int>(wantedLabel),
@@ -123,7 +125,8 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
                 }
                 else
                 {
-                    const unsigned int validLen = frame::signedWordAt(buffer, static_cast<size_t>(pos) + frame::kValidLength);
+                    const unsigned int validLen =
+                        frame::signedWordAt(buffer, static_cast<size_t>(pos) + frame::kValidLength);
                     if (remainder != static_cast<long long>(validLen) + static_cast<long long>(frame::kOverhead))
                     {
                         ZLOG(2, SIG_findPackageList, "subPackageLen != valiadLen+20 ,subPackageLen:%d,valiadLen:%d!",

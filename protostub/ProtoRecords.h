@@ -48,8 +48,8 @@ enum em_RequestType : int
     emRequestWriteFile = 3
 };
 
-// Frame byte 10: the read/write code.
-enum em_OperationCodeType : int
+// Frame byte 10: the read/write code, one byte wide like the field it names.
+enum em_OperationCodeType : unsigned char
 {
     emOperationRead = 0,
     emOperationWrite = 1

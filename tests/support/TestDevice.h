@@ -21,6 +21,8 @@ public:
     explicit TestDevice(Flavor flavor, size_t registerSpace = 1u << 20);
 
     std::string& registers();
+    // count register bytes from addr on; addresses wrap at the end of the space.
+    std::string readRegisters(unsigned int addr, size_t count) const;
 
     // The reply to one request frame: head AA 55, ack 0, the request's label,
     // the two address bytes crossed, the other header bytes echoed; a read
@@ -45,10 +47,13 @@ public:
     // True if ack is the acknowledgement this device expects for a pushed
     // report: 38 bytes, AA 55, ack 0, the report's label, the address bytes
     // crossed back, bytes 6-15 echoed, length 18, the report's sub-header at
-    // 18-35, a right checksum.
+    // 18-35, a right checksum. A report shorter than 38 bytes has no
+    // sub-header to echo, so no acknowledgement of it is accepted.
     bool acceptsPushAcknowledgement(const std::string& pushed, const std::string& ack) const;
 
 private:
+    void writeRegisters(unsigned int addr, const std::string& bytes);
+
     Flavor m_flavor;
     std::string m_registers;
 };
