@@ -7,6 +7,12 @@ set(ZORV_INSTALL_TARGETS zorvserverprotoanalyze)
 if(TARGET zorvlogger)
   list(APPEND ZORV_INSTALL_TARGETS zorvlogger)
   set_target_properties(zorvlogger PROPERTIES EXPORT_NAME logger)
+elseif(NOT BUILD_SHARED_LIBS)
+  # Users of the static library link the host's logger (ZORV_HOST_LOGGER)
+  # themselves; a file path goes into the package as it is, a target must be
+  # exported by the host's own package.
+  list(APPEND ZORV_INSTALL_TARGETS zorv_host_logger)
+  set_target_properties(zorv_host_logger PROPERTIES EXPORT_NAME host_logger)
 endif()
 set_target_properties(zorvserverprotoanalyze PROPERTIES EXPORT_NAME protoanalyze)
 
@@ -22,7 +28,10 @@ install(FILES
   protostub/ThirdGenerationCommRequest_Data.h
   protostub/ThirdGenerationCommResponse_Data.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/protostub)
-install(FILES log/ZorvSpdLog.h log/ZorvLogControl.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/log)
+install(FILES log/ZorvSpdLog.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/log)
+if(TARGET zorvlogger)
+  install(FILES log/ZorvLogControl.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/log)
+endif()
 install(EXPORT zorvserverprotoanalyzeTargets NAMESPACE zorv:: DESTINATION ${ZORV_CONFIG_DIR})
 
 configure_package_config_file(cmake/zorvserverprotoanalyzeConfig.cmake.in
