@@ -2,19 +2,18 @@
 #include "ProtoAnalyze3rd.h"
 
 #include "RequestFields.h"
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 namespace
 {
 #define SIG_CLASS "ProtoAnalyze3rd::"
-const char* const SIG_analyze_ClientData =
-    ZSIG_RESULT SIG_CLASS "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
-                          " &,const " ZSIG_STRING " &,const bool &)";
-const char* const SIG_analyze_OnePackageRequst =
-    ZSIG_RESULT SIG_CLASS "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR
-                          ",struct ST_MSGToHardDriver &)";
+const char* const SIG_analyze_ClientData = ZSIG_RESULT SIG_CLASS
+    "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
+    " &,const " ZSIG_STRING " &,const bool &)";
+const char* const SIG_analyze_OnePackageRequst = ZSIG_RESULT SIG_CLASS
+    "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR ",struct ST_MSGToHardDriver &)";
 const char* const SIG_analyze_ReadRequest = ZSIG_RESULT SIG_CLASS
     "analyze_ReadRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
 const char* const SIG_analyze_WriteRequest = ZSIG_RESULT SIG_CLASS
@@ -24,7 +23,7 @@ const char* const SIG_analyze_WriteRequest = ZSIG_RESULT SIG_CLASS
 const char* const kProtoKey = "3rd-proto";
 const char* const kReplyHeadKey = "AA55";
 constexpr int kLabelPosition = 3;
-} // namespace
+}  // namespace
 
 ProtoAnalyze3rd::ProtoAnalyze3rd() : ProtoBase(kProtoKey)
 {
@@ -73,8 +72,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
     const unsigned int code = request->readWriteCode;
     ZLOG(0, SIG_analyze_OnePackageRequst,
          "label[%d], datagramLength[%d], addrscr[0x%0x], scanBoardAddr[0x%0x], readWriteCode[%d], device type[%d].",
-         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr,
-         scanBoardWord(request->scanBoardAddr), static_cast<int>(code), static_cast<int>(request->deviceType));
+         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr, scanBoardWord(request->scanBoardAddr),
+         static_cast<int>(code), static_cast<int>(request->deviceType));
     if (code != emOperationRead && code != emOperationWrite)
     {
         ZLOG(3, SIG_analyze_OnePackageRequst, "error em_OperationCodeType:%d", static_cast<int>(code));
@@ -163,8 +162,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteRequest(const unsigned long long& 
         request_fields::planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, plan.count() > 1);
     const std::vector<unsigned char>& data = request->data;
     size_t index = 0;
-    const em_ProtoAnalyze result = request_fields::buildWritePackets(
-        *this, packets, request, out, [&](std::string& chunk, size_t count) {
+    const em_ProtoAnalyze result =
+        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& chunk, size_t count) {
             if (count > data.size() - index)
             {
                 return request_fields::rejectDataExhausted(sig);

@@ -33,8 +33,7 @@ public:
                                         std::list<ST_MSGToHardDriver>& out, const bool& bIsRegisterAddrSelfIncreasing);
     em_ProtoAnalyze analyze_WriteRequest(const unsigned long long& nHwMaxRecvLen,
                                          INTER_ST::ThirdGenerationCommRequest_Data* request,
-                                         std::list<ST_MSGToHardDriver>& out,
-                                         const bool& bIsRegisterAddrSelfIncreasing);
+                                         std::list<ST_MSGToHardDriver>& out, const bool& bIsRegisterAddrSelfIncreasing);
 
     // File read: the replies' data is appended to filePath, which is deleted
     // first. Codes as the register read.

@@ -12,13 +12,13 @@
 
 namespace
 {
-#define SIG_FILE_PARAMS "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
-const char* const SIG_analyze_ReadFileRequest =
-    ZSIG_RESULT "ProtoAnalyze3rd::analyze_ReadFileRequest" SIG_FILE_PARAMS;
+#define SIG_FILE_PARAMS \
+    "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
+const char* const SIG_analyze_ReadFileRequest = ZSIG_RESULT "ProtoAnalyze3rd::analyze_ReadFileRequest" SIG_FILE_PARAMS;
 const char* const SIG_analyze_WriteFileRequest =
     ZSIG_RESULT "ProtoAnalyze3rd::analyze_WriteFileRequest" SIG_FILE_PARAMS;
 #undef SIG_FILE_PARAMS
-} // namespace
+}  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_ReadFileRequest(const unsigned long long& nHwMaxRecvLen,
                                                          const std::string& filePath,
@@ -97,12 +97,13 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteFileRequest(const unsigned long lo
     m_nSendCount = plan.count();
     m_nAlreadyRecievedCount = 0;
     initReplyRecord(request);
-    ZLOG(0, sig, " registerbase[0x%0x], MaxDataLengthPerPacket:[%d],nStreamOffSet(file totalsize):[%d],sizepackage[%d].",
-         addr, static_cast<int>(nHwMaxRecvLen), static_cast<int>(size), static_cast<int>(plan.count()));
+    ZLOG(0, sig,
+         " registerbase[0x%0x], MaxDataLengthPerPacket:[%d],nStreamOffSet(file totalsize):[%d],sizepackage[%d].", addr,
+         static_cast<int>(nHwMaxRecvLen), static_cast<int>(size), static_cast<int>(plan.count()));
     const std::vector<ST_RegisterAddrAndValid> packets =
         request_fields::planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, true);
-    const em_ProtoAnalyze result = request_fields::buildWritePackets(
-        *this, packets, request, out, [&](std::string& chunk, size_t count) {
+    const em_ProtoAnalyze result =
+        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& chunk, size_t count) {
             chunk.resize(count);
             in.read(&chunk[0], static_cast<std::streamsize>(count));
             if (static_cast<size_t>(in.gcount()) != count)

@@ -2,21 +2,20 @@
 #include "ProtoAnalyze3rd_Orvane.h"
 
 #include "RequestFields.h"
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <algorithm>
 
 namespace
 {
 #define SIG_CLASS "ProtoAnalyze3rd_Orvane::"
-const char* const SIG_analyze_ClientData =
-    ZSIG_RESULT SIG_CLASS "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
-                          " &,const " ZSIG_STRING " &,const bool &)";
-const char* const SIG_analyze_OnePackageRequst =
-    ZSIG_RESULT SIG_CLASS "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR
-                          ",struct ST_MSGToHardDriver &)";
+const char* const SIG_analyze_ClientData = ZSIG_RESULT SIG_CLASS
+    "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
+    " &,const " ZSIG_STRING " &,const bool &)";
+const char* const SIG_analyze_OnePackageRequst = ZSIG_RESULT SIG_CLASS
+    "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR ",struct ST_MSGToHardDriver &)";
 const char* const SIG_analyze_ReadRequest = ZSIG_RESULT SIG_CLASS
     "analyze_ReadRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
 const char* const SIG_analyze_WriteRequest = ZSIG_RESULT SIG_CLASS
@@ -42,9 +41,10 @@ unsigned char dataByte(const std::vector<unsigned char>& data, size_t i)
 unsigned int dataDword(const std::vector<unsigned char>& data, size_t i)
 {
     return static_cast<unsigned int>(dataByte(data, i)) | static_cast<unsigned int>(dataByte(data, i + 1)) << 8 |
-           static_cast<unsigned int>(dataByte(data, i + 2)) << 16 | static_cast<unsigned int>(dataByte(data, i + 3)) << 24;
+           static_cast<unsigned int>(dataByte(data, i + 2)) << 16 |
+           static_cast<unsigned int>(dataByte(data, i + 3)) << 24;
 }
-} // namespace
+}  // namespace
 
 ProtoAnalyze3rd_Orvane::ProtoAnalyze3rd_Orvane() : ProtoBase(kProtoKey)
 {
@@ -96,8 +96,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
     const unsigned int code = request->readWriteCode;
     ZLOG(0, SIG_analyze_OnePackageRequst,
          "label[%d], datagramLength[%d], addrscr[0x%0x], scanBoardAddr[0x%0x], readWriteCode[%d], device type[%d].",
-         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr,
-         scanBoardWord(request->scanBoardAddr), static_cast<int>(code), static_cast<int>(request->deviceType));
+         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr, scanBoardWord(request->scanBoardAddr),
+         static_cast<int>(code), static_cast<int>(request->deviceType));
     if (code != emOperationRead && code != emOperationWrite)
     {
         ZLOG(3, SIG_analyze_OnePackageRequst, "error readWriteCode:%d", static_cast<int>(code));
@@ -111,8 +111,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
     std::string& f = *out;
     // The sub-header (and its extension bytes) leads the data area. The copy
     // is bounded by the frame and by the request's data.
-    const size_t head = std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), length - frame::kData,
-                                  request->data.size()});
+    const size_t head =
+        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), length - frame::kData, request->data.size()});
     std::copy_n(request->data.begin(), head, f.begin() + frame::kData);
     if (code == emOperationRead)
     {
@@ -172,13 +172,13 @@ unsigned int ProtoAnalyze3rd_Orvane::sequenceNumber(const INTER_ST::ThirdGenerat
 }
 
 bool ProtoAnalyze3rd_Orvane::checkSubHeader(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request,
-                                            SubHeader& head, em_ProtoAnalyze& rejected)
+                                            SubHeader& head, em_ProtoAnalyze& rejected, bool checkLength)
 {
     if (!request_fields::checkRequest(sig, request, rejected))
     {
         return false;
     }
-    if (request->validLength == 0)
+    if (checkLength && request->validLength == 0)
     {
         ZLOG(2, sig, "sizeValidLen == 0,operation result[%d]", static_cast<int>(emProtoBadLength));
         rejected = emProtoBadLength;
@@ -194,7 +194,7 @@ bool ProtoAnalyze3rd_Orvane::checkSubHeader(const char* sig, const INTER_ST::Thi
     head.lenHead = head.lenExp + static_cast<unsigned int>(frame::kSubHeaderSize);
     ZLOG(0, sig, "lenExplen [%d].  valiadLen  [%d]  ", static_cast<int>(head.lenExp),
          static_cast<int>(request->validLength));
-    if (request->validLength < head.lenHead)
+    if (checkLength && request->validLength < head.lenHead)
     {
         ZLOG(2, sig, "valiadLen < lenHead,operation result[%d]", static_cast<int>(emProtoBadLength));
         rejected = emProtoBadLength;
@@ -205,8 +205,7 @@ bool ProtoAnalyze3rd_Orvane::checkSubHeader(const char* sig, const INTER_ST::Thi
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_ReadRequest(const unsigned long long& nHwMaxRecvLen,
                                                             INTER_ST::ThirdGenerationCommRequest_Data* request,
-                                                            std::list<ST_MSGToHardDriver>& out,
-                                                            const bool&)
+                                                            std::list<ST_MSGToHardDriver>& out, const bool&)
 {
     return readRequest(SIG_analyze_ReadRequest, nHwMaxRecvLen, request, out, false);
 }
@@ -217,7 +216,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::readRequest(const char* sig, const unsig
 {
     SubHeader head;
     em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!checkSubHeader(sig, request, head, rejected))
+    if (!checkSubHeader(sig, request, head, rejected, true))
     {
         return rejected;
     }
@@ -265,7 +264,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteRequest(const unsigned long
     const char* const sig = SIG_analyze_WriteRequest;
     SubHeader head;
     em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!checkSubHeader(sig, request, head, rejected))
+    if (!checkSubHeader(sig, request, head, rejected, true))
     {
         return rejected;
     }
@@ -319,8 +318,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::writePackets(const char* sig, unsigned l
         }
     }
     const std::vector<unsigned char>& data = request->data;
-    const em_ProtoAnalyze result = request_fields::buildWritePackets(
-        *this, packets, request, out, [&](std::string& into, size_t count) {
+    const em_ProtoAnalyze result =
+        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& into, size_t count) {
             // The extension bytes lead each packet's data, then its payload.
             into.assign(reinterpret_cast<const char*>(data.data()) + frame::kSubHeaderSize, head.lenExp);
             return source(into, count - head.lenExp);

@@ -38,8 +38,7 @@ public:
                                         std::list<ST_MSGToHardDriver>& out, const bool& bIsRegisterAddrSelfIncreasing);
     em_ProtoAnalyze analyze_WriteRequest(const unsigned long long& nHwMaxRecvLen,
                                          INTER_ST::ThirdGenerationCommRequest_Data* request,
-                                         std::list<ST_MSGToHardDriver>& out,
-                                         const bool& bIsRegisterAddrSelfIncreasing);
+                                         std::list<ST_MSGToHardDriver>& out, const bool& bIsRegisterAddrSelfIncreasing);
     em_ProtoAnalyze analyze_ReadFileRequest(const unsigned long long& nHwMaxRecvLen, const std::string& filePath,
                                             INTER_ST::ThirdGenerationCommRequest_Data* request,
                                             std::list<ST_MSGToHardDriver>& out,
@@ -80,8 +79,9 @@ protected:
         unsigned int lenExp = 0;
         unsigned int lenHead = 0;
     };
+    // checkLength: the request's valid length must be non-zero and cover the sub-header.
     bool checkSubHeader(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request, SubHeader& head,
-                        em_ProtoAnalyze& rejected);
+                        em_ProtoAnalyze& rejected, bool checkLength);
     em_ProtoAnalyze readRequest(const char* sig, const unsigned long long& nHwMaxRecvLen,
                                 INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
                                 bool logPacket);
@@ -90,9 +90,9 @@ protected:
     // each, sub-header included; source(into, count) supplies the next bytes.
     using PayloadSource = std::function<em_ProtoAnalyze(std::string& into, size_t count)>;
     em_ProtoAnalyze writePackets(const char* sig, unsigned long long nHwMaxRecvLen,
-                                 INTER_ST::ThirdGenerationCommRequest_Data* request,
-                                 std::list<ST_MSGToHardDriver>& out, bool selfIncreasing, const SubHeader& head,
-                                 unsigned long long payload, const PayloadSource& source);
+                                 INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
+                                 bool selfIncreasing, const SubHeader& head, unsigned long long payload,
+                                 const PayloadSource& source);
 
     unsigned char m_ucLabel = 0;
     unsigned int m_nSendCount = 0;

@@ -5,9 +5,9 @@
 #include "ProtoAnalyze3rd_Orvane.h"
 
 #include "RequestFields.h"
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -15,13 +15,14 @@
 
 namespace
 {
-#define SIG_FILE_PARAMS "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
+#define SIG_FILE_PARAMS \
+    "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
 const char* const SIG_analyze_ReadFileRequest =
     ZSIG_RESULT "ProtoAnalyze3rd_Orvane::analyze_ReadFileRequest" SIG_FILE_PARAMS;
 const char* const SIG_analyze_WriteFileRequest =
     ZSIG_RESULT "ProtoAnalyze3rd_Orvane::analyze_WriteFileRequest" SIG_FILE_PARAMS;
 #undef SIG_FILE_PARAMS
-} // namespace
+}  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_ReadFileRequest(const unsigned long long& nHwMaxRecvLen,
                                                                 const std::string& filePath,
@@ -53,7 +54,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteFileRequest(const unsigned 
     const char* const sig = SIG_analyze_WriteFileRequest;
     SubHeader head;
     em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!checkSubHeader(sig, request, head, rejected))
+    // The payload's length is the file's: the request's valid length is not used.
+    if (!checkSubHeader(sig, request, head, rejected, false))
     {
         return rejected;
     }
@@ -80,8 +82,9 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteFileRequest(const unsigned 
     const unsigned int addr = request_fields::startAddress(*request);
     const unsigned long long perPacket = nHwMaxRecvLen > head.lenHead ? nHwMaxRecvLen - head.lenHead : 0;
     const PacketPlan plan(static_cast<unsigned long long>(size), perPacket);
-    ZLOG(0, sig, " registerbase[0x%0x], MaxDataLengthPerPacket:[%u],nStreamOffSet(file totalsize):[%u],sizepackage[%u].",
-         addr, static_cast<unsigned int>(nHwMaxRecvLen), static_cast<unsigned int>(size),
+    ZLOG(0, sig,
+         " registerbase[0x%0x], MaxDataLengthPerPacket:[%u],nStreamOffSet(file totalsize):[%u],sizepackage[%u].", addr,
+         static_cast<unsigned int>(nHwMaxRecvLen), static_cast<unsigned int>(size),
          static_cast<unsigned int>(plan.count()));
     return writePackets(sig, nHwMaxRecvLen, request, out, bIsRegisterAddrSelfIncreasing, head,
                         static_cast<unsigned long long>(size), [&](std::string& into, size_t count) {

@@ -2,9 +2,9 @@
 // decoded into records and acknowledged with a 38-byte frame.
 #include "ProtoAnalyze3rd_Orvane.h"
 
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <algorithm>
 
@@ -33,7 +33,7 @@ void appendBytes(std::vector<unsigned char>& out, const std::string& package, si
     const auto* bytes = reinterpret_cast<const unsigned char*>(package.data()) + first;
     out.insert(out.end(), bytes, bytes + n);
 }
-} // namespace
+}  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
     std::vector<ST_DeviceAutoReportResponseInfo>& reports, const std::string& buffer, unsigned long long& offset)
@@ -44,7 +44,10 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
     const unsigned int packetSum = frame::dwordAt(buffer, frame::kVariantPacketSum);
     const unsigned int sequence = frame::dwordAt(buffer, frame::kVariantSequence);
     // The text has two blanks after "recv a" and a full-width comma (U+FF0C).
-    ZLOG(1, sig, "recv a  auto report package!" "\xEF\xBC\x8C" "nPacketSum =%d,nPacketSequeseNum:%d",
+    ZLOG(1, sig,
+         "recv a  auto report package!"
+         "\xEF\xBC\x8C"
+         "nPacketSum =%d,nPacketSequeseNum:%d",
          static_cast<int>(packetSum), static_cast<int>(sequence));
     if (packetSum == 1 && sequence >= 1)
     {

@@ -28,8 +28,7 @@ em_ProtoAnalyze rejectDataExhausted(const char* sig)
     return emProtoBadRegisterAddr;
 }
 
-bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request,
-                  em_ProtoAnalyze& rejected)
+bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request, em_ProtoAnalyze& rejected)
 {
     if (request == nullptr)
     {
@@ -146,4 +145,4 @@ std::vector<ST_RegisterAddrAndValid> planWrites(const char* sig, const PacketPla
     return packets;
 }
 
-} // namespace request_fields
+}  // namespace request_fields

@@ -21,8 +21,7 @@ bool checkWrite(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data
                 unsigned long long nHwMaxRecvLen, em_ProtoAnalyze& rejected);
 // Null request and a register address other than 4 bytes: the checks that
 // open every request kind.
-bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request,
-                  em_ProtoAnalyze& rejected);
+bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request, em_ProtoAnalyze& rejected);
 bool checkMaxRecvLen(const char* sig, unsigned long long nHwMaxRecvLen, em_ProtoAnalyze& rejected);
 
 em_ProtoAnalyze rejectNull(const char* sig);
@@ -99,4 +98,4 @@ em_ProtoAnalyze buildWritePackets(Analyzer& analyzer, const std::vector<ST_Regis
     return emProtoSuccess;
 }
 
-} // namespace request_fields
+}  // namespace request_fields

@@ -36,7 +36,7 @@ INTER_ST::ThirdGenerationCommRequest_Data makeRequest(unsigned char code, const 
     return request;
 }
 
-} // namespace
+}  // namespace
 
 int main()
 {

@@ -9,22 +9,23 @@
 #if defined(__GNUC__) || defined(__clang__)
 __attribute__((format(printf, 1, 2)))
 #endif
-inline void zorvCheckLogFormat(const char*, ...)
+inline void
+zorvCheckLogFormat(const char*, ...)
 {
 }
 
 // ZLOG(level, signature, format, args...)
-#define ZLOG(level, signature, ...)                                                                            \
-    do                                                                                                         \
-    {                                                                                                          \
-        if (false)                                                                                             \
-        {                                                                                                      \
-            zorvCheckLogFormat(__VA_ARGS__);                                                                   \
-        }                                                                                                      \
-        ZorvSpdLog::getLoger()->addLogtoZorvSpdLog(static_cast<em_LOG_LEVEL>(level), signature, __LINE__,    \
-                                                   __VA_ARGS__);                                               \
+#define ZLOG(level, signature, ...)                                                                       \
+    do                                                                                                    \
+    {                                                                                                     \
+        if (false)                                                                                        \
+        {                                                                                                 \
+            zorvCheckLogFormat(__VA_ARGS__);                                                              \
+        }                                                                                                 \
+        ZorvSpdLog::getLoger()->addLogtoZorvSpdLog(static_cast<em_LOG_LEVEL>(level), signature, __LINE__, \
+                                                   __VA_ARGS__);                                          \
     } while (false)
 
 // ZLOG_HEX(level, signature, bytes): the bytes as hexadecimal text.
-#define ZLOG_HEX(level, signature, bytes)                                                                      \
+#define ZLOG_HEX(level, signature, bytes) \
     ZorvSpdLog::getLoger()->add16StrLogtoList(static_cast<em_LOG_LEVEL>(level), signature, __LINE__, bytes)

@@ -43,4 +43,4 @@ bool setOutputFile(const std::string& path);
 // log itself. Pass an empty hook to remove it.
 void setCaptureHook(CaptureHook hook);
 
-} // namespace zorvlog
+}  // namespace zorvlog

@@ -112,7 +112,7 @@ void emit(em_LOG_LEVEL level, const char* signature, int line, std::string messa
     std::fflush(out);
 }
 
-} // namespace
+}  // namespace
 
 ZorvSpdLog* ZorvSpdLog::getLoger()
 {
@@ -230,4 +230,4 @@ void setCaptureHook(CaptureHook hook)
     logger.hook = std::move(hook);
 }
 
-} // namespace zorvlog
+}  // namespace zorvlog

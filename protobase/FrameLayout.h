@@ -61,7 +61,7 @@ inline unsigned int wordAt(const std::string& buf, size_t i)
 // is used.
 inline unsigned int signedWordAt(const std::string& buf, size_t i)
 {
-    const int low = static_cast<signed char>(byteAt(buf, i));
+    const int low = static_cast<signed char>(byteAt(buf, i));  // NOLINT(bugprone-signed-char-misuse)
     return static_cast<unsigned int>((static_cast<int>(byteAt(buf, i + 1)) << 8) + low) & 0xFFFFu;
 }
 
@@ -83,4 +83,4 @@ inline void putDword(std::string& buf, size_t i, unsigned int value)
     putWord(buf, i + 2, value >> 16);
 }
 
-} // namespace frame
+}  // namespace frame

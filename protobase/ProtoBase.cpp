@@ -10,8 +10,7 @@
 
 namespace
 {
-const char* const SIG_reviseOk =
-    "bool __cdecl ProtoBase::reviseOk(const " ZSIG_STRING " &,int,unsigned __int64)";
+const char* const SIG_reviseOk = "bool __cdecl ProtoBase::reviseOk(const " ZSIG_STRING " &,int,unsigned __int64)";
 }
 
 ProtoBase::ProtoBase(std::string protoKey)
@@ -36,7 +35,7 @@ em_ProtoAnalyze ProtoBase::checkThridPackageHeaderFlag(const std::string& buffer
     // Bytes 0 and 1 are read without a size check: for a one-byte buffer byte 1
     // is the string's terminating zero, so a lone 0xAA reads as a bad header.
     const unsigned char first = static_cast<unsigned char>(buffer[0]);
-    const unsigned char second = buffer.size() >= 1 ? static_cast<unsigned char>(buffer[1]) : 0;
+    const unsigned char second = !buffer.empty() ? static_cast<unsigned char>(buffer[1]) : 0;
     return first == frame::kDeviceHead0 && second == frame::kDeviceHead1 ? emProtoHeaderOk : emProtoBadHeader;
 }
 
@@ -59,7 +58,8 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
     // Callers pass offset 0 and the buffer's own size. A range too short to
     // hold a checksum, or past the buffer, cannot verify. Two or three bytes
     // sum to the seed alone against the two bytes that end the range.
-    const bool inRange = offset >= 0 && length >= 2 && static_cast<unsigned long long>(offset) + length <= buffer.size();
+    const bool inRange =
+        offset >= 0 && length >= 2 && static_cast<unsigned long long>(offset) + length <= buffer.size();
     if (!inRange)
     {
         if (offset == 0)
@@ -73,8 +73,8 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
     calcCheckout(buffer, offset + 2, length >= 4 ? static_cast<int>(length - 4) : 0, sum);
     const unsigned int computed = sum & 0xFFFF;
     const size_t end = static_cast<size_t>(offset) + static_cast<size_t>(length);
-    const unsigned int stored = makeWord(static_cast<unsigned char>(buffer[end - 1]),
-                                         static_cast<unsigned char>(buffer[end - 2]));
+    const unsigned int stored =
+        makeWord(static_cast<unsigned char>(buffer[end - 1]), static_cast<unsigned char>(buffer[end - 2]));
     ZLOG(1, SIG_reviseOk, "cacl checkout[%d], from checkout[%d].", static_cast<int>(computed),
          static_cast<int>(stored));
     if (computed == stored)
@@ -130,8 +130,8 @@ unsigned int ProtoBase::scanBoardWord(const std::vector<unsigned char>& scanBoar
 }
 
 std::shared_ptr<std::string> ProtoBase::newRequestFrame(size_t length, unsigned char label,
-                                                       const INTER_ST::ThirdGenerationCommRequest_Data& request,
-                                                       unsigned int registerAddr)
+                                                        const INTER_ST::ThirdGenerationCommRequest_Data& request,
+                                                        unsigned int registerAddr)
 {
     auto out = std::make_shared<std::string>(length, '\0');
     std::string& f = *out;

@@ -52,8 +52,8 @@ public:
     // accepting a later head only for a frame with the label of match[1] that
     // reaches exactly to the buffer's end. offset receives the first head's
     // position. True when strPackageVec is not empty afterwards.
-    bool findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
-                         int& offset, std::vector<std::string>& strPackageVec);
+    bool findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match, int& offset,
+                         std::vector<std::string>& strPackageVec);
     // Hex text to bytes, two digits at a time; always true.
     bool hexStringToBytes(const std::string& hex, std::string& bytes);
 

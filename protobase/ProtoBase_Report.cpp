@@ -8,8 +8,8 @@
 
 namespace
 {
-const char* const SIG_analyze_DeviceReportData = "void __cdecl ProtoBase::analyze_DeviceReportData(" ZSIG_STRING
-                                                 " &," ZSIG_REPORT_VECTOR " &)";
+const char* const SIG_analyze_DeviceReportData =
+    "void __cdecl ProtoBase::analyze_DeviceReportData(" ZSIG_STRING " &," ZSIG_REPORT_VECTOR " &)";
 const char* const SIG_upPackageListWithoutLabelMatching =
     "void __cdecl ProtoBase::upPackageListWithoutLabelMatching(" ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR
     " &," ZSIG_STRING_VECTOR " &," ZSIG_STRING_VECTOR " &)";
@@ -22,7 +22,7 @@ const char* const kReportSplitKey = "55AA";
 // The acknowledgement is built from the decoder's ack, which starts at 255 so
 // that a report too short to decode is answered as invalid.
 constexpr unsigned char kUndecodedAck = 255;
-} // namespace
+}  // namespace
 
 void ProtoBase::upPackageListWithoutLabelMatching(std::string& buffer,
                                                   const std::vector<ST_MSGToHardDriverMatchOne>& match,

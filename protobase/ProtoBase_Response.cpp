@@ -21,7 +21,7 @@ const char* const SIG_getDeviceReportDataToProtoResponse =
 // Header bytes 0 to 17 of the acknowledgement sent for a report too short to decode.
 const unsigned char kInvalidPackageAnswer[frame::kHeaderSize] = {0xAA, 0x55, 0x02, 0x00, 0xFE, 0xFF, 0x00, 0x00, 0x00,
                                                                  0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
-} // namespace
+}  // namespace
 
 void ProtoBase::initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data* request)
 {
@@ -126,7 +126,8 @@ void ProtoBase::getResponseDataFromDeviceReport(const std::string& report, unsig
     }
     else
     {
-        ZLOG(3, SIG_getResponseDataFromDeviceReport, " invalid package , size is [%d] ", static_cast<int>(report.size()));
+        ZLOG(3, SIG_getResponseDataFromDeviceReport, " invalid package , size is [%d] ",
+             static_cast<int>(report.size()));
         out.replace(0, frame::kHeaderSize, reinterpret_cast<const char*>(kInvalidPackageAnswer), frame::kHeaderSize);
     }
     storeCheckout(out);

@@ -15,28 +15,28 @@
 enum em_ProtoAnalyze : int
 {
     emProtoSuccess = 0,
-    emProtoNotFound = 1,              // unknown match key, empty analyzer entry; standard: empty match list
-    emProtoEmptyInput = 5,            // facade analyze_DeviceData: no new bytes
-    emProtoIncompleteFrame = 6,       // facade analyze_DeviceData: wait for more bytes
-    emProtoBadReadWriteCode = 7,      // read/write code neither 0 nor 1
-    emProtoBadHeader = 8,             // buffer does not start 0xAA 0x55; auto-push: too short
-    emProtoHeaderOk = 9,              // buffer starts 0xAA 0x55
-    emProtoFrameShort = 10,           // buffer shorter than its frame; variant: checksum wrong
-    emProtoFrameLonger = 11,          // buffer holds more than one frame
-    emProtoFrameExact = 12,           // buffer is exactly one frame; standard: checksum wrong
-    emProtoBadRegisterAddr = 13,      // register address not 4 bytes; write data exhausted
-    emProtoUnknownRequest = 15,       // standard: unknown em_RequestType
-    emProtoBadLength = 16,            // a length check of a request failed
-    emProtoNoPackage = 17,            // no package analysed successfully; no packets built
-    emProtoShortMatchList = 18,       // variant: fewer than 2 expected-reply entries
-    emProtoLabelMismatch = 19,        // variant: reply label differs
-    emProtoUnknownRequestVariant = 20, // variant: unknown em_RequestType
-    emProtoZeroMaxRecvLen = 21,       // nHwMaxRecvLen is 0: no packet size to split by
-    emProtoNullRequest = 22,          // the request pointer is null
-    emProtoFileOpenFailed = 23,       // file write: the local file cannot be opened
-    emProtoFileReadFailed = 24,       // file write: the local file ended or failed while read
-    emProtoNotAutoPush = 25,          // not an auto-pushed frame
-    emProtoFailed = 255               // analysis failed; wrong number of matches; bad package code
+    emProtoNotFound = 1,                // unknown match key, empty analyzer entry; standard: empty match list
+    emProtoEmptyInput = 5,              // facade analyze_DeviceData: no new bytes
+    emProtoIncompleteFrame = 6,         // facade analyze_DeviceData: wait for more bytes
+    emProtoBadReadWriteCode = 7,        // read/write code neither 0 nor 1
+    emProtoBadHeader = 8,               // buffer does not start 0xAA 0x55; auto-push: too short
+    emProtoHeaderOk = 9,                // buffer starts 0xAA 0x55
+    emProtoFrameShort = 10,             // buffer shorter than its frame; variant: checksum wrong
+    emProtoFrameLonger = 11,            // buffer holds more than one frame
+    emProtoFrameExact = 12,             // buffer is exactly one frame; standard: checksum wrong
+    emProtoBadRegisterAddr = 13,        // register address not 4 bytes; write data exhausted
+    emProtoUnknownRequest = 15,         // standard: unknown em_RequestType
+    emProtoBadLength = 16,              // a length check of a request failed
+    emProtoNoPackage = 17,              // no package analysed successfully; no packets built
+    emProtoShortMatchList = 18,         // variant: fewer than 2 expected-reply entries
+    emProtoLabelMismatch = 19,          // variant: reply label differs
+    emProtoUnknownRequestVariant = 20,  // variant: unknown em_RequestType
+    emProtoZeroMaxRecvLen = 21,         // nHwMaxRecvLen is 0: no packet size to split by
+    emProtoNullRequest = 22,            // the request pointer is null
+    emProtoFileOpenFailed = 23,         // file write: the local file cannot be opened
+    emProtoFileReadFailed = 24,         // file write: the local file ended or failed while read
+    emProtoNotAutoPush = 25,            // not an auto-pushed frame
+    emProtoFailed = 255                 // analysis failed; wrong number of matches; bad package code
 };
 
 // What a client request asks for.

@@ -4,9 +4,9 @@
 
 #include "analyzers/ProtoAnalyze3rd.h"
 #include "analyzers/ProtoAnalyze3rd_Orvane.h"
-#include "protobase/FrameLayout.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
+#include "protobase/FrameLayout.h"
 
 #include <stdexcept>
 
@@ -15,14 +15,13 @@ namespace
 const char* const SIG_analyze_ClientData =
     ZSIG_RESULT "ProtoStub::analyze_ClientData(unsigned int,const " ZSIG_STRING
                 " &,const enum em_RequestType &,void *," ZSIG_MSG_LIST " &,const " ZSIG_STRING " &,const bool &)";
-const char* const SIG_analyze_DeviceData = ZSIG_RESULT "ProtoStub::analyze_DeviceData(const " ZSIG_STRING
-                                                       " &,const enum em_RequestType &,const " ZSIG_STRING
-                                                       " &,const struct ST_MSGToHardDriverMatch &)";
+const char* const SIG_analyze_DeviceData =
+    ZSIG_RESULT "ProtoStub::analyze_DeviceData(const " ZSIG_STRING " &,const enum em_RequestType &,const " ZSIG_STRING
+                " &,const struct ST_MSGToHardDriverMatch &)";
 const char* const SIG_isAutoPushThirdPackage = ZSIG_RESULT "ProtoStub::isAutoPushThirdPackage(const " ZSIG_STRING
                                                            " &,unsigned __int64 &,bool &," ZSIG_REPORT_VECTOR " &)";
-const char* const SIG_analyze_DeviceReportData =
-    "void __cdecl ProtoStub::analyze_DeviceReportData(" ZSIG_STRING " &,const " ZSIG_STRING " &," ZSIG_REPORT_VECTOR
-    " &)";
+const char* const SIG_analyze_DeviceReportData = "void __cdecl ProtoStub::analyze_DeviceReportData(" ZSIG_STRING
+                                                 " &,const " ZSIG_STRING " &," ZSIG_REPORT_VECTOR " &)";
 const char* const SIG_getReplyPackage =
     "const " ZSIG_RESPONSE_PTR " __cdecl ProtoStub::getReplyPackage(const " ZSIG_STRING " &)";
 
@@ -46,7 +45,7 @@ std::shared_ptr<ProtoBase> protoAt(const std::map<std::string, std::shared_ptr<P
     }
     return it->second;
 }
-} // namespace
+}  // namespace
 
 ProtoStub::ProtoStub()
 {

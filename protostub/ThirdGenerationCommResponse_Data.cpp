@@ -17,8 +17,7 @@ ThirdGenerationCommResponse_Data::ThirdGenerationCommResponse_Data(const ThirdGe
     : head{other.head[0], other.head[1]}, ack(other.ack), label(other.label), firstAddr(other.firstAddr),
       secondAddr(other.secondAddr), deviceType(other.deviceType), scanBoardAddr(other.scanBoardAddr),
       frameByte7(other.frameByte7), readWriteCode(other.readWriteCode), registerAddr(other.registerAddr),
-      validDataLength(other.validDataLength), data(other.data), checkout(other.checkout),
-      packetType(other.packetType)
+      validDataLength(other.validDataLength), data(other.data), checkout(other.checkout), packetType(other.packetType)
 {
 }
 
@@ -81,4 +80,4 @@ ThirdGenerationCommResponse_Data& ThirdGenerationCommResponse_Data::operator=(
 
 ThirdGenerationCommResponse_Data::~ThirdGenerationCommResponse_Data() = default;
 
-} // namespace INTER_ST
+}  // namespace INTER_ST

@@ -72,8 +72,8 @@ std::string makeFrame(const FrameFields& f)
     {
         frame[12 + i] = static_cast<char>((f.registerAddr >> (8 * i)) & 0xFF);
     }
-    const unsigned int length = f.validLength < 0 ? static_cast<unsigned int>(f.data.size())
-                                                  : static_cast<unsigned int>(f.validLength);
+    const unsigned int length =
+        f.validLength < 0 ? static_cast<unsigned int>(f.data.size()) : static_cast<unsigned int>(f.validLength);
     frame[16] = static_cast<char>(length & 0xFF);
     frame[17] = static_cast<char>((length >> 8) & 0xFF);
     frame += f.data;
