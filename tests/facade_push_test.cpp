@@ -65,6 +65,7 @@ TEST_F(FacadePushTest, FramesAreClassifiedAndPushedReportsAcknowledgedAsTheDevic
     const std::string at11 = "1 buffer.at(11) == 0x32!|", pc = "1 recv a package code :";
     const std::string decoded = at11 + "1 valiadLength >= 18!|" + pc;
     // isGeneralThirdPackage's frameLen; isAutoPushThirdPackage's result, frameLen, flag (-1: untouched), log.
+    // clang-format off
     const std::tuple<const char*, std::string, size_t, em_ProtoAnalyze, size_t, int, std::string> cases[] = {
         {"one byte", hexBytes("55"), 7, emProtoBadHeader, 7, -1, ""},
         {"ordinary, 80 01 is 128", frame(ord, 150, 0, 0, 0x180), 148, emProtoNotAutoPush, 0, -1, ""},
@@ -80,6 +81,7 @@ TEST_F(FacadePushTest, FramesAreClassifiedAndPushedReportsAcknowledgedAsTheDevic
         {"code 90", frame(pu, 38, 0x90, 0x32, 18), 0, emProtoFailed, 38, -1,
          decoded + "-112 !|3 recv a error code :144 !|"},
     };
+    // clang-format on
     for (const auto& [name, buffer, generalLen, code, pushLen, pushFlag, log] : cases)
     {
         SCOPED_TRACE(name);
@@ -100,10 +102,12 @@ TEST_F(FacadePushTest, FramesAreClassifiedAndPushedReportsAcknowledgedAsTheDevic
 
 TEST_F(FacadePushTest, ReportStreamGivesGoodReportsFirstAndAnEmptyMatchListThrows)
 {
+    // clang-format off
     const std::pair<std::string, std::string> cases[] = {
         {"ee" + std::string(kR1) + kBroken + kR2, std::string(kAck1) + " 0|" + kAck2 + " 5|" + kAckBroken + " 0|"},
         {"", std::string(kErrorAck) + " 255|"},
     };
+    // clang-format on
     for (const auto& [stream, expected] : cases)
     {
         SCOPED_TRACE(stream);
@@ -181,6 +185,7 @@ TEST_F(FacadePushTest, VariantPushDataDecodesAcknowledgesAndWarnsButAlwaysSuccee
 {
     const std::string seq1 = std::string(kPush).replace(25, 1, "\x01").substr(0, 30);
     const std::string op40 = "0 operation emCode[16], nLen:[20], nOffSet[40],recv nDataIndex|";
+    // clang-format off
     const std::tuple<const char*, std::string, size_t, size_t, std::string, std::string, std::string> cases[] = {
         {"whole frame", kPush, 0, 40, "02 00 77 01 00 00 00 00 00 00 00 88 00 00 00 00 99 00 5a 6b | a2 58", kPushAck,
          "1,nPacketSequeseNum:0|" + op40},
@@ -193,6 +198,7 @@ TEST_F(FacadePushTest, VariantPushDataDecodesAcknowledgesAndWarnsButAlwaysSuccee
         {"length read at offset + 16", hexBytes("01 02 09 03 04") + kPush, 5, 26, "02 | 00 77", kPushAck,
          "131092,nPacketSequeseNum:375|3 ack != 0 !|0 operation emCode[16], nLen:[1], nOffSet[26],recv nDataIndex|"},
     };
+    // clang-format on
     for (const auto& [name, buffer, offsetBefore, offsetAfter, data, answer, log] : cases)
     {
         SCOPED_TRACE(name);

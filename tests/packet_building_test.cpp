@@ -39,31 +39,21 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
         return std::string("0 label[1], datagramLength[") + length + "], addrscr[0x12345678], scanBoardAddr[0x" + scan +
                "], readWriteCode[" + code + "], device type[51].";
     };
+    // clang-format off
     const Case cases[] = {
-        {"read of 256",
-         false,
-         request(0),
-         {0, 0, 256, kAddr, "", 0},
-         hexBytes("55 aa 00 01 11 22 33 66 44 55 00 77 78 56 34 12 00 01 47 58"),
-         "AA55@0 1@3 22599@18",
+        {"read of 256", false, request(0), {0, 0, 256, kAddr, "", 0},
+         hexBytes("55 aa 00 01 11 22 33 66 44 55 00 77 78 56 34 12 00 01 47 58"), "AA55@0 1@3 22599@18",
          label("20", "5544", "0")},
-        {"checksum key not cut to 16 bits, no scan-board byte",
-         false,
-         request(1, {}),
-         {0, 0, 0, kAddr, ff, 256},
-         frame(1, ff, -1, 0, 0),
-         "AA55@0 1@3 87727@274",
-         label("276", "0", "1")},
-        {"variant write: own length, packet sum, sequence, extension length; one scan-board byte",
-         true,
-         request(1, {0x9A}),
-         {0x0A0B0C0D, 18, 0, kAddr, hexBytes("ab cd ef"), 3},
+        {"checksum key not cut to 16 bits, no scan-board byte", false, request(1, {}), {0, 0, 0, kAddr, ff, 256},
+         frame(1, ff, -1, 0, 0), "AA55@0 1@3 87727@274", label("276", "0", "1")},
+        {"variant write: own length, packet sum, sequence, extension length; one scan-board byte", true,
+         request(1, {0x9A}), {0x0A0B0C0D, 18, 0, kAddr, hexBytes("ab cd ef"), 3},
          frame(1, hexBytes("03 00 82 00 00 00 00 0d 0c 0b 0a 8b 8c 8d 8e 8f 90 00 ab cd ef"), 21, 0x9A, 0),
-         "AA55@0 1@3",
-         label("41", "9a", "1")},
+         "AA55@0 1@3", label("41", "9a", "1")},
         {"unknown code", false, request(255), {0, 0, 4, kAddr, "", 0}, "", "", "3 error em_OperationCodeType:255"},
         {"variant, unknown code", true, request(2), {0, 18, 4, kAddr, "", 0}, "", "", "3 error readWriteCode:2"},
     };
+    // clang-format on
     for (const Case& c : cases)
     {
         SCOPED_TRACE(c.name);

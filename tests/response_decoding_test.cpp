@@ -61,6 +61,7 @@ TEST_F(ResponseDecodingTest, DecodingAppendsTheFrameToTheRecordWithItsQuirks)
     const std::string head = "aa55 ack=7 label=9 addr=11,22 dev=33 b7=44 rw=";
     const std::string tail = " scan=[01 55 66] reg=[01 bb aa 99 88] data=[";
     const std::string noData = "] chk=[]";
+    // clang-format off
     const std::tuple<const char*, std::string, std::string, std::string> cases[] = {
         {"length beyond the frame copies what is there", report("07", "00", "0a 00", "abcde"),
          head + "0 pt=77 len=10" + tail + "61 62 63 64 65" + noData, ""},
@@ -79,6 +80,7 @@ TEST_F(ResponseDecodingTest, DecodingAppendsTheFrameToTheRecordWithItsQuirks)
          "0000 ack=2 label=0 addr=00,00 dev=00 b7=00 rw=0 pt=00 len=0 scan=[01] reg=[01] data=[] chk=[]",
          " invalid package , size is [19] "},
     };
+    // clang-format on
     for (const auto& [name, frame, expected, warning] : cases)
     {
         SCOPED_TRACE(name);
@@ -97,12 +99,14 @@ TEST_F(ResponseDecodingTest, ReportInfoCarriesTheReportsAckAndTheTwentyByteAckno
 {
     using Strings = std::vector<std::string>;
     const std::string bad = " invalid package , size is [19] ", end = "convertDeviceReportDataToProtoResponse end. ";
+    // clang-format off
     const std::tuple<std::string, int, const char*> cases[] = {
         {report("00", "00", "00 00", ""), 0, "aa 55 00 09 22 11 33 44 55 66 00 77 bb aa 99 88 00 00 c0 59"},
         {report("05", "00", "00 00", ""), 5, "aa 55 02 09 22 11 33 44 55 66 00 77 bb aa 99 88 00 00 c2 59"},
         {report("00", "00", "00 00", "").substr(0, 19), 255,
          "aa 55 02 00 fe ff 00 00 00 00 01 00 00 00 00 00 00 00 55 57"},
     };
+    // clang-format on
     for (const auto& [frame, ack, answer] : cases)
     {
         SCOPED_TRACE(answer);

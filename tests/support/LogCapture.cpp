@@ -1,5 +1,7 @@
 #include "support/LogCapture.h"
 
+#include <algorithm>
+
 void LogCaptureTest::SetUp()
 {
     m_savedLevel = zorvlog::level();
@@ -32,38 +34,11 @@ std::vector<std::string> LogCaptureTest::messages() const
     return out;
 }
 
-size_t LogCaptureTest::count(const std::string& text) const
-{
-    size_t n = 0;
-    for (const zorvlog::LogRecord& r : records())
-    {
-        n += r.message == text ? 1 : 0;
-    }
-    return n;
-}
-
 bool LogCaptureTest::logged(em_LOG_LEVEL level, const std::string& text) const
 {
-    for (const zorvlog::LogRecord& r : records())
-    {
-        if (r.level == level && r.message == text)
-        {
-            return true;
-        }
-    }
-    return false;
-}
-
-zorvlog::LogRecord LogCaptureTest::find(const std::string& text) const
-{
-    for (const zorvlog::LogRecord& r : records())
-    {
-        if (r.message == text)
-        {
-            return r;
-        }
-    }
-    return zorvlog::LogRecord{ZORV_LOG_OFF, "", -1, ""};
+    const auto all = records();
+    return std::any_of(all.begin(), all.end(),
+                       [&](const zorvlog::LogRecord& r) { return r.level == level && r.message == text; });
 }
 
 void LogCaptureTest::clearLog()

@@ -18,12 +18,8 @@ protected:
 
     std::vector<zorvlog::LogRecord> records() const;
     std::vector<std::string> messages() const;
-    // Lines whose message equals text exactly.
-    size_t count(const std::string& text) const;
     // True if a line with this level and exact message was logged.
     bool logged(em_LOG_LEVEL level, const std::string& text) const;
-    // The first line with this exact message, or a record with line -1.
-    zorvlog::LogRecord find(const std::string& text) const;
     void clearLog();
 
 private:
