@@ -129,13 +129,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_ReadRequest(const unsigned long long& n
     initReplyRecord(request);
     const std::vector<ST_RegisterAddrAndValid> packets =
         request_fields::planReads(sig, plan, addr, bIsRegisterAddrSelfIncreasing);
-    const em_ProtoAnalyze result = request_fields::buildPackets(*this, packets, request, out);
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildPackets(*this, sig, packets, request, out);
 }
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteRequest(const unsigned long long& nHwMaxRecvLen,
@@ -162,20 +156,13 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteRequest(const unsigned long long& 
         request_fields::planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, plan.count() > 1);
     const std::vector<unsigned char>& data = request->data;
     size_t index = 0;
-    const em_ProtoAnalyze result =
-        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& chunk, size_t count) {
-            if (count > data.size() - index)
-            {
-                return request_fields::rejectDataExhausted(sig);
-            }
-            chunk.assign(reinterpret_cast<const char*>(data.data()) + index, count);
-            index += count;
-            return emProtoSuccess;
-        });
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildWritePackets(*this, sig, packets, request, out, [&](std::string& chunk, size_t count) {
+        if (count > data.size() - index)
+        {
+            return request_fields::rejectDataExhausted(sig);
+        }
+        chunk.assign(reinterpret_cast<const char*>(data.data()) + index, count);
+        index += count;
+        return emProtoSuccess;
+    });
 }

@@ -54,13 +54,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_ReadFileRequest(const unsigned long lon
     initReplyRecord(request);
     const std::vector<ST_RegisterAddrAndValid> packets =
         request_fields::planReads(sig, plan, addr, bIsRegisterAddrSelfIncreasing);
-    const em_ProtoAnalyze result = request_fields::buildPackets(*this, packets, request, out);
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildPackets(*this, sig, packets, request, out);
 }
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteFileRequest(const unsigned long long& nHwMaxRecvLen,
@@ -102,21 +96,14 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteFileRequest(const unsigned long lo
          static_cast<int>(nHwMaxRecvLen), static_cast<int>(size), static_cast<int>(plan.count()));
     const std::vector<ST_RegisterAddrAndValid> packets =
         request_fields::planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, true);
-    const em_ProtoAnalyze result =
-        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& chunk, size_t count) {
-            chunk.resize(count);
-            in.read(&chunk[0], static_cast<std::streamsize>(count));
-            if (static_cast<size_t>(in.gcount()) != count)
-            {
-                ZLOG(3, sig, "read file failed , file path is [%s].", filePath.c_str());
-                return emProtoFileReadFailed;
-            }
-            return emProtoSuccess;
-        });
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildWritePackets(*this, sig, packets, request, out, [&](std::string& chunk, size_t count) {
+        chunk.resize(count);
+        in.read(&chunk[0], static_cast<std::streamsize>(count));
+        if (static_cast<size_t>(in.gcount()) != count)
+        {
+            ZLOG(3, sig, "read file failed , file path is [%s].", filePath.c_str());
+            return emProtoFileReadFailed;
+        }
+        return emProtoSuccess;
+    });
 }

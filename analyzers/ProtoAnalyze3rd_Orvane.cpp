@@ -247,13 +247,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::readRequest(const char* sig, const unsig
     {
         ZLOG(0, sig, "len:%d,register address[0x%0x].", static_cast<int>(pkg.readLen), pkg.registerAddr);
     }
-    const em_ProtoAnalyze result = request_fields::buildPackets(*this, packets, request, out);
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildPackets(*this, sig, packets, request, out);
 }
 
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteRequest(const unsigned long long& nHwMaxRecvLen,
@@ -318,16 +312,9 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::writePackets(const char* sig, unsigned l
         }
     }
     const std::vector<unsigned char>& data = request->data;
-    const em_ProtoAnalyze result =
-        request_fields::buildWritePackets(*this, packets, request, out, [&](std::string& into, size_t count) {
-            // The extension bytes lead each packet's data, then its payload.
-            into.assign(reinterpret_cast<const char*>(data.data()) + frame::kSubHeaderSize, head.lenExp);
-            return source(into, count - head.lenExp);
-        });
-    if (result != emProtoSuccess)
-    {
-        return result;
-    }
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-    return emProtoSuccess;
+    return request_fields::buildWritePackets(*this, sig, packets, request, out, [&](std::string& into, size_t count) {
+        // The extension bytes lead each packet's data, then its payload.
+        into.assign(reinterpret_cast<const char*>(data.data()) + frame::kSubHeaderSize, head.lenExp);
+        return source(into, count - head.lenExp);
+    });
 }

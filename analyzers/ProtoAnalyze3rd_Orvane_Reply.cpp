@@ -5,7 +5,6 @@
 #include "log/LogSignature.h"
 #include "protobase/FrameLayout.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 namespace
@@ -17,7 +16,6 @@ const char* const SIG_analyzeDeviceData_ByCommonProtocol =
     ZSIG_RESULT "ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING
                 " &,const " ZSIG_MATCH_VECTOR " &,const enum em_RequestType &,int &)";
 
-constexpr unsigned int kNotFound = 0xFFFFFFFFu;
 constexpr size_t kArgLowIndex = 11;
 constexpr size_t kArgHighIndex = 12;
 }  // namespace
@@ -97,9 +95,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
         if (i == 0)
         {
             std::string byteKey;
-            hexStringToBytes(one.key, byteKey);
-            const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(one.posWanted)));
-            if (pos == kNotFound)
+            if (!headKeyFound(package, one, byteKey))
             {
                 ZLOG(2, sig, "rawDatagramBuf:,byteKey:,posWanted:%d", one.posWanted);
                 ZLOG_HEX(0, sig, byteKey);
@@ -135,12 +131,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     const int code = static_cast<signed char>(frame::byteAt(package, frame::kReadWriteCode));
     // Every package's data is appended, whatever its read/write code; the
     // counter holds how many bytes this package gave.
-    std::vector<unsigned char>& data = m_replyRecord->data;
-    const size_t available = package.size() > frame::kData + 2 ? package.size() - 2 - frame::kData : 0;
-    const size_t copied = std::min<size_t>(validDataLength, available);
-    const auto* first = reinterpret_cast<const unsigned char*>(package.data()) + frame::kData;
-    data.insert(data.end(), first, first + copied);
-    m_nDataCount = static_cast<int>(copied);
+    m_nDataCount = static_cast<int>(appendReplyData(package, validDataLength));
+    const std::vector<unsigned char>& data = m_replyRecord->data;
     if (data.size() > kArgHighIndex)
     {
         // Each byte is read as a signed char, so 0x80 and above print

@@ -5,7 +5,6 @@
 #include "log/LogSignature.h"
 #include "protobase/FrameLayout.h"
 
-#include <algorithm>
 #include <cstdlib>
 
 namespace
@@ -17,7 +16,6 @@ const char* const SIG_analyzeDeviceData_ByCommonProtocol =
     ZSIG_RESULT "ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR
                 " &,const enum em_RequestType &,int &)";
 
-constexpr unsigned int kNotFound = 0xFFFFFFFFu;
 }  // namespace
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, const std::string& protoBuffer,
@@ -78,9 +76,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
         if (i == 0)
         {
             std::string byteKey;
-            hexStringToBytes(one.key, byteKey);
-            const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(one.posWanted)));
-            if (pos == kNotFound)
+            if (!headKeyFound(package, one, byteKey))
             {
                 ZLOG(2, sig, "rawDatagramBuf,byteKey,posWanted:%d", one.posWanted);
             }
@@ -127,10 +123,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     {
         // The copy stops at the declared length or before the checksum,
         // whichever comes first.
-        const size_t available = package.size() > frame::kData + 2 ? package.size() - 2 - frame::kData : 0;
-        const size_t copied = std::min<size_t>(validDataLength, available);
-        const auto* first = reinterpret_cast<const unsigned char*>(package.data()) + frame::kData;
-        data.insert(data.end(), first, first + copied);
+        const size_t copied = appendReplyData(package, validDataLength);
         if (type == emRequestReadFile)
         {
             appendToOutputFile(package, frame::kData, copied);

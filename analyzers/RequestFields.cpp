@@ -10,6 +10,11 @@ namespace
 constexpr size_t kRegisterAddrSize = 4;
 }
 
+void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out)
+{
+    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
+}
+
 em_ProtoAnalyze rejectNull(const char* sig)
 {
     ZLOG(2, sig, "request is null,operation result[%d]", static_cast<int>(emProtoNullRequest));

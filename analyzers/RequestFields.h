@@ -41,9 +41,13 @@ std::vector<ST_RegisterAddrAndValid> planWrites(const char* sig, const PacketPla
                                                 bool selfIncreasing, bool logEach);
 
 // Builds one message per packet, appending each to out in order; stops at the
-// first failure, keeping what was appended before it.
+// first failure, keeping what was appended before it. sig: the caller's
+// signature text for the closing log line.
+// Logs the number of messages in out once a request's packets are all built.
+void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out);
+
 template <class Analyzer>
-em_ProtoAnalyze buildPackets(Analyzer& analyzer, const std::vector<ST_RegisterAddrAndValid>& packets,
+em_ProtoAnalyze buildPackets(Analyzer& analyzer, const char* sig, const std::vector<ST_RegisterAddrAndValid>& packets,
                              INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out)
 {
     if (packets.empty())
@@ -60,13 +64,15 @@ em_ProtoAnalyze buildPackets(Analyzer& analyzer, const std::vector<ST_RegisterAd
             return result;
         }
     }
+    logMessageCount(sig, out);
     return emProtoSuccess;
 }
 
 // As buildPackets for write packets whose data comes from fill(chunk, count),
 // which returns 0 or the code to fail with. One packet's data is held at a time.
 template <class Analyzer, class Fill>
-em_ProtoAnalyze buildWritePackets(Analyzer& analyzer, const std::vector<ST_RegisterAddrAndValid>& packets,
+em_ProtoAnalyze buildWritePackets(Analyzer& analyzer, const char* sig,
+                                  const std::vector<ST_RegisterAddrAndValid>& packets,
                                   INTER_ST::ThirdGenerationCommRequest_Data* request,
                                   std::list<ST_MSGToHardDriver>& out, Fill&& fill)
 {
@@ -95,6 +101,7 @@ em_ProtoAnalyze buildWritePackets(Analyzer& analyzer, const std::vector<ST_Regis
             return result;
         }
     }
+    logMessageCount(sig, out);
     return emProtoSuccess;
 }
 

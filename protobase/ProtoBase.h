@@ -87,6 +87,14 @@ protected:
     static unsigned int scanBoardWord(const std::vector<unsigned char>& scanBoardAddr);
     // Stores the checksum at the frame's end; returns the full 32-bit sum.
     static unsigned int storeCheckout(std::string& frame);
+    // Appends a reply package's data bytes to the reply record: at most the
+    // declared length, and never the checksum or past the package. Returns the
+    // number appended.
+    size_t appendReplyData(const std::string& package, unsigned int validDataLength);
+    // Whether the head key of a match entry (hex text) occurs in the package at
+    // or after the entry's posWanted; byteKey receives the key's bytes. A found
+    // position is compared as 32 bits against all bits set, "not found".
+    bool headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey);
     // The position of needle in haystack at or after from, or -1.
     static int findFrom(const std::string& haystack, const std::string& needle, size_t from);
 

@@ -58,6 +58,13 @@ bool ProtoBase::hexStringToBytes(const std::string& hex, std::string& bytes)
     return true;
 }
 
+bool ProtoBase::headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey)
+{
+    hexStringToBytes(one.key, byteKey);
+    const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(one.posWanted)));
+    return pos != 0xFFFFFFFFu;
+}
+
 int ProtoBase::findFrom(const std::string& haystack, const std::string& needle, size_t from)
 {
     const size_t pos = haystack.find(needle, from);

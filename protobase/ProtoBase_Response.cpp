@@ -6,6 +6,8 @@
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 
+#include <algorithm>
+
 namespace
 {
 const char* const SIG_getThirdGenerationCommResponseData =
@@ -146,4 +148,13 @@ void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, un
     info.answer = std::move(answer);
     info.ack = ack;
     ZLOG(0, SIG_getDeviceReportDataToProtoResponse, "convertDeviceReportDataToProtoResponse end. ");
+}
+
+size_t ProtoBase::appendReplyData(const std::string& package, unsigned int validDataLength)
+{
+    const size_t available = package.size() > frame::kData + 2 ? package.size() - 2 - frame::kData : 0;
+    const size_t count = std::min<size_t>(validDataLength, available);
+    const auto* first = reinterpret_cast<const unsigned char*>(package.data()) + frame::kData;
+    m_replyRecord->data.insert(m_replyRecord->data.end(), first, first + count);
+    return count;
 }
