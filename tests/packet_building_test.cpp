@@ -4,6 +4,8 @@
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 
+#include <tuple>
+
 namespace
 {
 
@@ -26,14 +28,8 @@ using PacketBuildingTest = LogCaptureTest;
 
 TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEitherWay)
 {
-    struct Case
-    {
-        const char* name;
-        bool variant;
-        Request req;
-        ST_RegisterAddrAndValid pkg;
-        std::string frame, matches, log;  // matches: key@posWanted; log: the last line, "level text"
-    };
+    // Name, variant, request, packet, frame, expected replies as key@posWanted, the last log line as "level text".
+    using Case = std::tuple<const char*, bool, Request, ST_RegisterAddrAndValid, std::string, std::string, std::string>;
     const std::string ff(256, '\xff');
     const auto label = [](const char* length, const char* scan, const char* code) {
         return std::string("0 label[1], datagramLength[") + length + "], addrscr[0x12345678], scanBoardAddr[0x" + scan +
@@ -54,28 +50,26 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
         {"variant, unknown code", true, request(2), {0, 18, 4, kAddr, "", 0}, "", "", "3 error readWriteCode:2"},
     };
     // clang-format on
-    for (const Case& c : cases)
+    for (const auto& [name, variant, req, pkg, frame, expected, log] : cases)
     {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(name);
         ProtoAnalyze3rd plain;
-        ProtoAnalyze3rd_Orvane variant;
-        const auto build = [&](Request r, const ST_RegisterAddrAndValid& p, ST_MSGToHardDriver& m) {
-            return c.variant ? variant.analyze_OnePackageRequst(p, &r, m) : plain.analyze_OnePackageRequst(p, &r, m);
+        ProtoAnalyze3rd_Orvane orvane;
+        const auto build = [&, v = variant](Request r, const ST_RegisterAddrAndValid& p, ST_MSGToHardDriver& m) {
+            return v ? orvane.analyze_OnePackageRequst(p, &r, m) : plain.analyze_OnePackageRequst(p, &r, m);
         };
         ST_MSGToHardDriver msg;
         msg.protoKey = "untouched";
-        EXPECT_EQ(c.frame.empty() ? emProtoBadReadWriteCode : emProtoSuccess, build(c.req, c.pkg, msg));
-        EXPECT_EQ(toHex(c.frame), msg.frame ? toHex(*msg.frame) : "");
-        EXPECT_EQ(c.frame.empty() ? "untouched" : c.variant ? "3rdOrvane-proto" : "3rd-proto", msg.protoKey);
+        EXPECT_EQ(frame.empty() ? emProtoBadReadWriteCode : emProtoSuccess, build(req, pkg, msg));
+        EXPECT_EQ(toHex(frame), msg.frame ? toHex(*msg.frame) : "");
+        EXPECT_EQ(frame.empty() ? "untouched" : variant ? "3rdOrvane-proto" : "3rd-proto", msg.protoKey);
         std::string matches;
         for (const ST_MSGToHardDriverMatchOne& m : msg.matchList)
-        {
             matches += (matches.empty() ? "" : " ") + m.key + "@" + std::to_string(m.posWanted);
-        }
-        EXPECT_EQ(c.matches, matches);
+        EXPECT_EQ(expected, matches);
         const zorvlog::LogRecord last = records().back();
-        EXPECT_EQ(c.log, std::to_string(last.level) + " " + last.message);
-        EXPECT_EQ(std::string("enum em_ProtoAnalyze __cdecl ProtoAnalyze3rd") + (c.variant ? "_Orvane" : "") +
+        EXPECT_EQ(log, std::to_string(last.level) + " " + last.message);
+        EXPECT_EQ(std::string("enum em_ProtoAnalyze __cdecl ProtoAnalyze3rd") + (variant ? "_Orvane" : "") +
                       "::analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &,class "
                       "INTER_ST::ThirdGenerationCommRequest_Data *,struct ST_MSGToHardDriver &)",
                   last.signature);

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <tuple>
 
 namespace
 {
@@ -19,7 +20,7 @@ constexpr em_RequestType RR = emRequestReadRegister, WR = emRequestWriteRegister
 template <class Analyzer>
 struct Open : Analyzer
 {
-    using Analyzer::m_nSendCount, Analyzer::m_nAlreadyRecievedCount, Analyzer::m_strFilePath;
+    using Analyzer::m_nSendCount, Analyzer::m_nAlreadyRecievedCount;
 };
 
 Request request(bool write, unsigned long long len, std::string d = "")
@@ -37,8 +38,8 @@ std::string frame(bool write, int label, unsigned int addr, const std::string& d
 class RegisterRequestsTest : public LogCaptureTest
 {
 protected:
-    // Runs one request on fresh analyzers; checks its result, that only an accepted one starts a reply record, that a
-    // file read names its file. Gives frames, log lines as "level text" (not the per-frame ones) and counters.
+    // Runs one request on fresh analyzers; checks its result and that only an accepted one starts a reply record.
+    // Gives frames, log lines as "level text" (not the per-frame ones) and counters.
     Texts run(em_ProtoAnalyze want, bool variant, em_RequestType type, Request* req, unsigned long long max,
               bool selfInc = true)
     {
@@ -50,19 +51,12 @@ protected:
         std::list<ST_MSGToHardDriver> out;
         EXPECT_EQ(want, a.analyze_ClientData(max, type, req, out, m_path, selfInc));
         EXPECT_EQ(want == emProtoSuccess, a.getReplyRecord() != record);
-        EXPECT_TRUE(type != RF || want || (variant ? var.m_strFilePath : plain.m_strFilePath) == m_path);
         Texts texts;
         for (const ST_MSGToHardDriver& m : out)
-        {
             texts.push_back(toHex(*m.frame));
-        }
         for (const zorvlog::LogRecord& r : records())
-        {
             if (r.message.rfind("label[", 0) != 0 && r.message.rfind("ProtoAnalyze3rd_Orvane ", 0) != 0)
-            {
                 texts.push_back(std::to_string(r.level) + " " + r.message);
-            }
-        }
         texts.push_back("sent " + std::to_string(variant ? var.m_nSendCount : plain.m_nSendCount) + ", received " +
                         std::to_string(variant ? var.m_nAlreadyRecievedCount : plain.m_nAlreadyRecievedCount));
         return texts;
@@ -73,15 +67,9 @@ protected:
 
 TEST_F(RegisterRequestsTest, RequestIsSplitIntoFramesAndSetsTheTransferCounters)
 {
-    struct Case
-    {
-        const char* name;
-        bool variant, selfInc;
-        em_RequestType type;
-        unsigned long long len, max;
-        std::string data, file;  // hex
-        Texts expected;
-    };
+    // Name, variant, self-increasing, type, length, max, data and file content in hex, frames, logs, counters.
+    using Case = std::tuple<const char*, bool, bool, em_RequestType, unsigned long long, unsigned long long,
+                            std::string, std::string, Texts>;
     const std::string s5 = "a0 a1 a2 05 00 00 00 07 00 00 00 ab ac ad ae af b0 02 e1 e2";
     const std::string s0 = "a2 01 00 00 00 00 00 00 00 ab ac ad ae af b0 01 e1";
     // clang-format off
@@ -121,13 +109,13 @@ TEST_F(RegisterRequestsTest, RequestIsSplitIntoFramesAndSetsTheTransferCounters)
           "0 MSGToHardDriverLst.size :2", "sent 1, received 0"}},
     };
     // clang-format on
-    for (const Case& c : cases)
+    for (const auto& [name, variant, selfInc, type, len, max, data, file, expected] : cases)
     {
-        SCOPED_TRACE(c.name);
-        std::ofstream(m_path, std::ios::binary) << hexBytes(c.file);
-        Request req = request(c.type == WR || c.type == WF, c.len, hexBytes(c.data));
-        EXPECT_EQ(c.expected, run(emProtoSuccess, c.variant, c.type, &req, c.max, c.selfInc));
-        EXPECT_EQ(c.type != RF, std::ifstream(m_path).good());
+        SCOPED_TRACE(name);
+        std::ofstream(m_path, std::ios::binary) << hexBytes(file);
+        Request req = request(type == WR || type == WF, len, hexBytes(data));
+        EXPECT_EQ(expected, run(emProtoSuccess, variant, type, &req, max, selfInc));
+        EXPECT_EQ(type != RF, std::ifstream(m_path).good());
     }
     std::remove(m_path.c_str());
 }
@@ -135,16 +123,10 @@ TEST_F(RegisterRequestsTest, RequestIsSplitIntoFramesAndSetsTheTransferCounters)
 TEST_F(RegisterRequestsTest, RejectedRequestReturnsItsCodeLogsItsCheckAndChangesNothing)
 {
     // Each case breaks one thing in a valid request: 8 bytes; variant: sub-header, extension E1 E2, 4 bytes.
-    struct Case
-    {
-        const char* name;
-        bool variant;
-        em_RequestType type;
-        int addrSize, dataSize, len;  // -1: no request at all; unchanged; unchanged
-        unsigned long long max;
-        em_ProtoAnalyze code;
-        Texts logs;
-    };
+    // Name, variant, type, address size (-1: no request at all), data size and length (-1: unchanged), max,
+    // result, logs.
+    using Case =
+        std::tuple<const char*, bool, em_RequestType, int, int, int, unsigned long long, em_ProtoAnalyze, Texts>;
     const char* const exp24 = "0 lenExplen [2].  valiadLen  [24]  ";
     const std::string open = "3 open file failed , file path is [" + m_path + "].";
     const char* const v24 = "a0 a1 a2 02 00 00 00 01 00 00 00 ab ac ad ae af b0 02 e1 e2 01 02 03 04";
@@ -167,16 +149,15 @@ TEST_F(RegisterRequestsTest, RejectedRequestReturnsItsCodeLogsItsCheckAndChanges
         {"variant, unopenable file", true, WF, 4, -1, -1, 256, emProtoFileOpenFailed, {exp24, open}},
     };
     // clang-format on
-    for (const Case& c : cases)
+    for (auto [name, variant, type, addrSize, dataSize, len, max, code, logs] : cases)
     {
-        SCOPED_TRACE(c.name);
-        const std::string data = hexBytes(c.variant ? v24 : c.type == WR ? "00 01 02 03 04 05 06 07" : "");
-        Request req = request(c.type == WR || c.type == WF, c.len < 0 ? (c.variant ? 24 : 8) : c.len,
-                              data.substr(0, c.dataSize < 0 ? data.size() : static_cast<size_t>(c.dataSize)));
-        req.registerAddr.resize(c.addrSize < 0 ? 4 : static_cast<size_t>(c.addrSize));
-        Texts expected = c.logs;
-        expected.push_back("sent 0, received 0");
-        EXPECT_EQ(expected, run(c.code, c.variant, c.type, c.addrSize < 0 ? nullptr : &req, c.max));
+        SCOPED_TRACE(name);
+        const std::string data = hexBytes(variant ? v24 : type == WR ? "00 01 02 03 04 05 06 07" : "");
+        Request req = request(type == WR || type == WF, len < 0 ? (variant ? 24 : 8) : len,
+                              data.substr(0, dataSize < 0 ? data.size() : static_cast<size_t>(dataSize)));
+        req.registerAddr.resize(addrSize < 0 ? 4 : static_cast<size_t>(addrSize));
+        logs.push_back("sent 0, received 0");
+        EXPECT_EQ(logs, run(code, variant, type, addrSize < 0 ? nullptr : &req, max));
     }
 }
 

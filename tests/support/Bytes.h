@@ -14,23 +14,14 @@ std::string toHex(const std::string& bytes);
 // 0x5555 plus bytes 2 .. size-3, stored low byte first in the last two bytes.
 void sealFrame(std::string& frame);
 
+// The header bytes in frame order, the register address (stored low byte
+// first), the data, and the length field (by default the data's size).
 struct FrameFields
 {
-    unsigned char head0 = 0xAA;
-    unsigned char head1 = 0x55;
-    unsigned char ack = 0;
-    unsigned char label = 1;
-    unsigned char firstAddr = 0;
-    unsigned char secondAddr = 0;
-    unsigned char deviceType = 0;
-    unsigned char byte7 = 0;
-    unsigned char scan0 = 0;
-    unsigned char scan1 = 0;
-    unsigned char readWriteCode = 0;
-    unsigned char packetType = 0;
+    unsigned char head0 = 0xAA, head1 = 0x55, ack = 0, label = 1, firstAddr = 0, secondAddr = 0, deviceType = 0,
+                  byte7 = 0, scan0 = 0, scan1 = 0, readWriteCode = 0, packetType = 0;
     unsigned int registerAddr = 0;
     std::string data;
-    // The length field; by default the data's size.
     int validLength = -1;
 };
 

@@ -1,7 +1,5 @@
 #include "support/LogCapture.h"
 
-#include <algorithm>
-
 void LogCaptureTest::SetUp()
 {
     m_savedLevel = zorvlog::level();
@@ -24,21 +22,18 @@ std::vector<zorvlog::LogRecord> LogCaptureTest::records() const
     return m_records;
 }
 
-std::vector<std::string> LogCaptureTest::messages() const
-{
-    std::vector<std::string> out;
-    for (const zorvlog::LogRecord& r : records())
-    {
-        out.push_back(r.message);
-    }
-    return out;
-}
-
 bool LogCaptureTest::logged(em_LOG_LEVEL level, const std::string& text) const
 {
-    const auto all = records();
-    return std::any_of(all.begin(), all.end(),
-                       [&](const zorvlog::LogRecord& r) { return r.level == level && r.message == text; });
+    return ('|' + transcript()).find('|' + std::to_string(level) + ' ' + text + '|') != std::string::npos;
+}
+
+std::string LogCaptureTest::transcript(const char* signature, em_LOG_LEVEL min) const
+{
+    std::string out;
+    for (const zorvlog::LogRecord& r : records())
+        if (r.level >= min && r.signature.find(signature) != std::string::npos)
+            out += std::to_string(r.level) + ' ' + r.message + '|';
+    return out;
 }
 
 void LogCaptureTest::clearLog()

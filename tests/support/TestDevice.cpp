@@ -7,19 +7,14 @@
 namespace
 {
 
-// 16 header bytes, the length field, data and the checksum.
-std::string sealed(std::string header, const std::string& data)
+// AA 55, ack 0, the request's header echoed with the address bytes crossed, the length, data, checksum.
+std::string reply(const std::string& request, const std::string& data)
 {
-    header += std::string{static_cast<char>(data.size()), static_cast<char>(data.size() >> 8)} + data + "..";
-    sealFrame(header);
-    return header;
-}
-
-std::string reply(const std::string& frame, const std::string& data)
-{
-    std::string header = hexBytes("aa 55 00") + frame.substr(3, 13);
-    std::swap(header[4], header[5]);
-    return sealed(header, data);
+    std::string frame = hexBytes("aa 55 00") + request.substr(3, 13) + static_cast<char>(data.size()) +
+                        static_cast<char>(data.size() >> 8) + data + "..";
+    std::swap(frame[4], frame[5]);
+    sealFrame(frame);
+    return frame;
 }
 
 }  // namespace
@@ -27,9 +22,7 @@ std::string reply(const std::string& frame, const std::string& data)
 TestDevice::TestDevice(Flavor flavor) : m_flavor(flavor), m_registers(1u << 16, '\0')
 {
     for (size_t i = 0; i < m_registers.size(); ++i)
-    {
         m_registers[i] = static_cast<char>(i * 131 + (i >> 8));
-    }
 }
 
 std::string TestDevice::answer(const std::string& request)
@@ -46,29 +39,27 @@ std::string TestDevice::answer(const std::string& request)
     return reply(request, area.substr(0, lead) + (read ? readRegisters(addr, length > lead ? length - lead : 0) : ""));
 }
 
-std::string TestDevice::pushReport(unsigned char label, unsigned char packageCode, unsigned int packetSum,
-                                   unsigned int sequence, const std::string& data)
+std::string TestDevice::pushReport(unsigned char label, unsigned char code, unsigned int sum, unsigned int seq,
+                                   const std::string& data) const
 {
-    std::string header = hexBytes("55 aa 00 00 01 02 00 00 00 00 00 32 00 00 00 00"), sub(18, '\0');
-    header[3] = static_cast<char>(label);
-    header[10] = static_cast<char>(packageCode);
-    for (unsigned int i = 0; i < 8; ++i)
+    std::string sub(18, '\0');
+    for (int i = 0; i < 4; ++i)
     {
-        sub[3 + i] = static_cast<char>((i < 4 ? packetSum : sequence) >> 8 * (i % 4));
+        sub[3 + i] = static_cast<char>(sum >> (8 * i));
+        sub[7 + i] = static_cast<char>(seq >> (8 * i));
     }
-    return sealed(header, sub + data);
+    FrameFields f{0x55, 0xAA, 0, label, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F, code, 0x32, 0x04030201, sub + data};
+    return makeFrame(f);
 }
 
-std::string TestDevice::report(unsigned char label, const std::string& data, bool seal)
+bool TestDevice::acceptsPushAcknowledgement(const std::string& pushed, const std::string& ack)
 {
-    std::string header = hexBytes("55 aa 00 00 01 02 00 00 00 00 00 00 00 00 00 00");
-    header[3] = static_cast<char>(label);
-    std::string frame = sealed(header, data);
-    frame[frame.size() - 2] = static_cast<char>(frame[frame.size() - 2] ^ (seal ? 0 : 1));
-    return frame;
-}
-
-bool TestDevice::acceptsPushAcknowledgement(const std::string& pushed, const std::string& ack) const
-{
-    return pushed.size() >= 38 && ack == reply(pushed, pushed.substr(18, 18));
+    if (pushed.size() < 38 || ack.size() != 38)
+    {
+        return false;
+    }
+    std::string expected = hexBytes("aa 55 00") + pushed[3] + pushed[5] + pushed[4] + pushed.substr(6, 10) +
+                           hexBytes("12 00") + pushed.substr(18, 18) + "..";
+    sealFrame(expected);
+    return ack == expected;
 }
