@@ -10,13 +10,7 @@ if(NOT LIBRARY OR NOT (NM OR (OBJDUMP AND CXXFILT)))
   message(FATAL_ERROR "set LIBRARY and either NM or OBJDUMP and CXXFILT")
 endif()
 
-function(run out)
-  execute_process(COMMAND ${ARGN} OUTPUT_VARIABLE text RESULT_VARIABLE status ERROR_VARIABLE errors)
-  if(NOT status EQUAL 0)
-    message(FATAL_ERROR "${ARGN} failed: ${errors}")
-  endif()
-  set(${out} "${text}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run_checked.cmake)
 
 # Brackets in demangled names ("char [16]") would upset CMake's list splitting.
 function(split_lines out text)
@@ -30,7 +24,7 @@ endfunction()
 set(names "")
 if(NM)
   # "<address> <type letter> <demangled name>"
-  run(listing ${NM} -DC --defined-only ${LIBRARY})
+  zorv_run_checked(listing "nm" ${NM} -DC --defined-only ${LIBRARY})
   split_lines(lines "${listing}")
   foreach(line IN LISTS lines)
     if(line MATCHES "^[0-9a-fA-F]* *[A-Za-z] (.+)$")
@@ -40,7 +34,7 @@ if(NM)
 else()
   # The export name table of "objdump -p": "\t<   0> _ZN9ProtoStubC1Ev" once
   # the brackets are replaced; the names are demangled afterwards.
-  run(listing ${OBJDUMP} -p ${LIBRARY})
+  zorv_run_checked(listing "objdump" ${OBJDUMP} -p ${LIBRARY})
   split_lines(lines "${listing}")
   set(mangled "")
   set(in_table FALSE)
