@@ -175,13 +175,15 @@ const char* faultName(Fault fault)
 {
     static const char* const names[kFaultKinds] = {"dropped reply", "non-zero ack", "wrong label", "bad checksum",
                                                    "truncated",     "garbage",      "duplicated",  "pieces"};
-    return names[static_cast<std::size_t>(fault)];
+    const auto i = static_cast<std::size_t>(fault);
+    return i < kFaultKinds ? names[i] : "unknown";
 }
 
 const char* droppedName(Dropped reason)
 {
     static const char* const names[kDropReasons] = {"garbage", "bad checksum", "bad code", "malformed", "incomplete"};
-    return names[static_cast<std::size_t>(reason)];
+    const auto i = static_cast<std::size_t>(reason);
+    return i < kDropReasons ? names[i] : "unknown";
 }
 
 std::vector<std::string> cutIntoPieces(std::string_view bytes, std::size_t maxPiece, std::mt19937& rng)
@@ -208,12 +210,20 @@ unsigned char DeviceSimulator::pattern(std::uint32_t addr)
 
 std::string DeviceSimulator::readRegisters(std::uint32_t addr, std::size_t count) const
 {
-    std::string out(count, '\0');
-    for (std::size_t i = 0; i < count; ++i)
+    std::string out;
+    out.reserve(count);
+    // Page by page; the address wraps at 2^32.
+    while (out.size() < count)
     {
-        const std::uint32_t a = addr + static_cast<std::uint32_t>(i);
+        const std::uint32_t a = addr + static_cast<std::uint32_t>(out.size());
+        const std::size_t offset = a % kPageSize;
+        const std::size_t n = std::min(kPageSize - offset, count - out.size());
         const auto page = m_pages.find(a / kPageSize);
-        out[i] = static_cast<char>(page == m_pages.end() ? pattern(a) : page->second[a % kPageSize]);
+        for (std::size_t j = 0; j < n; ++j)
+        {
+            const std::uint32_t at = a + static_cast<std::uint32_t>(j);
+            out += static_cast<char>(page == m_pages.end() ? pattern(at) : page->second[offset + j]);
+        }
     }
     return out;
 }
@@ -236,21 +246,25 @@ bool DeviceSimulator::writeRegisters(std::uint32_t addr, std::string_view bytes)
     {
         return false;
     }
-    for (std::size_t i = 0; i < bytes.size(); ++i)
+    for (std::size_t done = 0; done < bytes.size();)
     {
-        const std::uint32_t a = addr + static_cast<std::uint32_t>(i);
+        const std::uint32_t a = addr + static_cast<std::uint32_t>(done);
+        const std::size_t offset = a % kPageSize;
+        const std::size_t n = std::min(kPageSize - offset, bytes.size() - done);
         auto page = m_pages.find(a / kPageSize);
         if (page == m_pages.end())
         {
+            // A new page holds the pattern until written.
             Page fresh;
-            const std::uint32_t base = a / kPageSize * kPageSize;
+            const std::uint32_t base = a - static_cast<std::uint32_t>(offset);
             for (std::size_t j = 0; j < kPageSize; ++j)
             {
                 fresh[j] = pattern(base + static_cast<std::uint32_t>(j));
             }
             page = m_pages.emplace(a / kPageSize, fresh).first;
         }
-        page->second[a % kPageSize] = static_cast<unsigned char>(bytes[i]);
+        std::copy_n(bytes.data() + done, n, page->second.begin() + static_cast<std::ptrdiff_t>(offset));
+        done += n;
     }
     return true;
 }
