@@ -303,22 +303,21 @@ function zorv.dissector(tvb, pinfo, tree)
             stray:add_proto_expert_info(e.stray)
             offset = stop
         else
-            local len, more = frame_length(tvb, offset)
-            if len ~= nil and offset + len > total then
-                more = offset + len - total
-                len = nil
-            end
-            if len == nil then
+            -- Either the length and how the frame was sized, or nil and the
+            -- number of bytes still missing.
+            local len, variant_or_missing = frame_length(tvb, offset)
+            local missing = len == nil and variant_or_missing or math.max(offset + len - total, 0)
+            if missing > 0 then
                 if pinfo.can_desegment > 0 then
                     pinfo.desegment_offset = offset
-                    pinfo.desegment_len = more
+                    pinfo.desegment_len = missing
                     break
                 end
                 local cut = tree:add(zorv, tvb(offset), "Zorv frame cut short")
                 cut:add_proto_expert_info(e.truncated)
                 offset = total
             else
-                lines[#lines + 1] = dissect_frame(tvb(offset, len):tvb(), pinfo, tree, more)
+                lines[#lines + 1] = dissect_frame(tvb(offset, len):tvb(), pinfo, tree, variant_or_missing)
                 offset = offset + len
             end
         end
