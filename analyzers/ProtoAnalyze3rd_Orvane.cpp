@@ -4,7 +4,7 @@
 #include "RequestFields.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
-#include "protobase/FrameLayout.h"
+#include "protobase/FrameCodec.h"
 
 #include <algorithm>
 

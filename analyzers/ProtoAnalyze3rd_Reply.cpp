@@ -3,7 +3,7 @@
 
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
-#include "protobase/FrameLayout.h"
+#include "protobase/FrameCodec.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // Frame checks and the checksum, shared by every reader and writer of frames.
 #include "ProtoBase.h"
 
-#include "FrameLayout.h"
+#include "FrameCodec.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 

@@ -2,7 +2,7 @@
 // that name those heads.
 #include "ProtoBase.h"
 
-#include "FrameLayout.h"
+#include "FrameCodec.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 
@@ -133,7 +133,7 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
                 else
                 {
                     const unsigned int validLen =
-                        frame::signedWordAt(buffer, static_cast<size_t>(pos) + frame::kValidLength);
+                        frame::searchLength(std::string_view(buffer).substr(static_cast<size_t>(pos)));
                     if (remainder != static_cast<long long>(validLen) + static_cast<long long>(frame::kOverhead))
                     {
                         ZLOG(2, SIG_findPackageList, "subPackageLen != valiadLen+20 ,subPackageLen:%d,valiadLen:%d!",

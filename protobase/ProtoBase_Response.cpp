@@ -2,7 +2,7 @@
 // and the 20-byte acknowledgement of a device report.
 #include "ProtoBase.h"
 
-#include "FrameLayout.h"
+#include "FrameCodec.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 

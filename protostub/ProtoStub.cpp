@@ -6,7 +6,7 @@
 #include "analyzers/ProtoAnalyze3rd_Orvane.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
-#include "protobase/FrameLayout.h"
+#include "protobase/FrameCodec.h"
 
 #include <stdexcept>
 
@@ -174,7 +174,7 @@ bool ProtoStub::isGeneralThirdPackage(const std::string& buffer, unsigned long l
         return false;
     }
     // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
-    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
+    const unsigned int length = frame::searchLength(buffer);
     if (length == 0)
     {
         frameLen = frame::kOverhead;
@@ -207,7 +207,7 @@ em_ProtoAnalyze ProtoStub::isAutoPushThirdPackage(const std::string& buffer, uns
         return emProtoBadHeader;
     }
     // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
-    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
+    const unsigned int length = frame::searchLength(buffer);
     if (length == 0)
     {
         return emProtoNotAutoPush;
