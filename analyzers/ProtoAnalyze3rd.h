@@ -6,6 +6,9 @@
 #include <fstream>
 #include <string>
 
+// The key the standard analyzer is registered under.
+inline constexpr char kStandardProtoKey[] = "3rd-proto";
+
 class ProtoAnalyze3rd : public ProtoBase
 {
 public:

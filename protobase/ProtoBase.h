@@ -1,7 +1,8 @@
-// The frame layer shared by both analyzers: checksum, frame checks, package
-// search, response decoding and device-report splitting, plus the three
-// operations each analyzer provides (request encoding, reply analysis and
-// pushed-report analysis).
+// The frame layer shared by both analyzers, in the order a reply travels:
+// header and length checks, checksum, package search, response decoding and
+// device-report splitting, plus the three operations each analyzer provides
+// (request encoding, reply analysis and pushed-report analysis). Each named
+// operation logs and leaves the byte work to the frame codec.
 #pragma once
 
 #include "protostub/ProtoRecords.h"
@@ -95,8 +96,9 @@ protected:
     // or after the entry's posWanted; byteKey receives the key's bytes. A found
     // position is compared as 32 bits against all bits set, "not found".
     bool headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey);
-    // The position of needle in haystack at or after from, or -1.
-    static int findFrom(const std::string& haystack, const std::string& needle, size_t from);
+    // Whether package byte 3 equals the entry's label (decimal text); logs
+    // both, and the mismatch, with the caller's signature text.
+    static bool labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one);
 
     std::string m_strProtoKey;
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;
