@@ -40,7 +40,11 @@ const char* const SIG_analyzeDeviceData_ByCommonProtocol =
 
 const char* const kReplyHeadKey = "AA55";
 constexpr int kLabelPosition = 3;
+// The name an unknown read/write code is logged under.
+const char* const kCodeName = "em_OperationCodeType";
 constexpr size_t kFrameOverhead = frame::kOverhead;
+// A wrong checksum gives 12; a wrong label fails the entry count (255).
+const PackageCheckRules kPackageCheck{emProtoFrameExact, "match crc error, ", "", false, false};
 }  // namespace
 
 using namespace request_packets;
@@ -82,22 +86,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_ReadRequest(const unsigned long long& n
                                                      std::list<ST_MSGToHardDriver>& out,
                                                      const bool& bIsRegisterAddrSelfIncreasing)
 {
-    const char* const sig = SIG_analyze_ReadRequest;
-    em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!checkRead(sig, request, nHwMaxRecvLen, rejected))
-    {
-        return rejected;
-    }
-    const unsigned long long len = request->validLength;
-    const unsigned int addr = startAddress(*request);
-    const PacketPlan plan(len, nHwMaxRecvLen);
-    m_nSendCount = plan.count();
-    m_nAlreadyRecievedCount = 0;
-    ZLOG(TRACE, sig,
-         "register address[0x%0x], valid length[%d], size package[%d],bIsRegisterAddrSelfIncreasing(bool):%d", addr,
-         static_cast<int>(len), static_cast<int>(plan.count()), bIsRegisterAddrSelfIncreasing ? 1 : 0);
-    initReplyRecord(request);
-    return buildPackets(*this, sig, planReads(sig, plan, addr, bIsRegisterAddrSelfIncreasing), request, out);
+    return readRequest(SIG_analyze_ReadRequest, nHwMaxRecvLen, request, out, bIsRegisterAddrSelfIncreasing, nullptr);
 }
 
 em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteRequest(const unsigned long long& nHwMaxRecvLen,
@@ -111,17 +100,77 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteRequest(const unsigned long long& 
     {
         return rejected;
     }
+    PacketSource source(frame::bytesOf(request->data));
+    return writePackets(sig, nHwMaxRecvLen, request, out, bIsRegisterAddrSelfIncreasing, request->validLength, source,
+                        false);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::readRequest(const char* sig, const unsigned long long& nHwMaxRecvLen,
+                                             INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                             std::list<ST_MSGToHardDriver>& out, bool selfIncreasing,
+                                             const std::string* outputFile)
+{
+    em_ProtoAnalyze rejected = emProtoSuccess;
+    if (!checkRead(sig, request, nHwMaxRecvLen, rejected))
+    {
+        return rejected;
+    }
+    if (outputFile != nullptr)
+    {
+        // A transfer that never completed may still hold the last output file open.
+        if (m_ofsFile.is_open())
+        {
+            m_ofsFile.close();
+        }
+        m_ofsFile.clear();
+        m_strFilePath = *outputFile;
+        startOutputFile(sig, *outputFile);
+    }
     const unsigned long long len = request->validLength;
     const unsigned int addr = startAddress(*request);
     const PacketPlan plan(len, nHwMaxRecvLen);
     m_nSendCount = plan.count();
     m_nAlreadyRecievedCount = 0;
+    if (outputFile == nullptr)
+    {
+        ZLOG(TRACE, sig,
+             "register address[0x%0x], valid length[%d], size package[%d],bIsRegisterAddrSelfIncreasing(bool):%d", addr,
+             static_cast<int>(len), static_cast<int>(plan.count()), selfIncreasing ? 1 : 0);
+    }
+    else
+    {
+        ZLOG(TRACE, sig, "register address[0x%0x], valid length[%d], size package[%d].", addr, static_cast<int>(len),
+             static_cast<int>(plan.count()));
+    }
     initReplyRecord(request);
-    ZLOG(TRACE, sig,
-         " write data ,register address[0x%0x], valid length[%d], size package[%d],bIsRegisterAddrSelfIncreasing[%d].",
-         addr, static_cast<int>(len), static_cast<int>(plan.count()), bIsRegisterAddrSelfIncreasing ? 1 : 0);
-    const auto packets = planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, plan.count() > 1);
-    PacketSource source(frame::bytesOf(request->data));
+    return buildPackets(*this, sig, planReads(sig, plan, addr, selfIncreasing), request, out);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::writePackets(const char* sig, unsigned long long nHwMaxRecvLen,
+                                              INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                              std::list<ST_MSGToHardDriver>& out, bool selfIncreasing,
+                                              unsigned long long total, PacketSource& source, bool fromFile)
+{
+    const unsigned int addr = startAddress(*request);
+    const PacketPlan plan(total, nHwMaxRecvLen);
+    m_nSendCount = plan.count();
+    m_nAlreadyRecievedCount = 0;
+    initReplyRecord(request);
+    if (fromFile)
+    {
+        ZLOG(TRACE, sig,
+             " registerbase[0x%0x], MaxDataLengthPerPacket:[%d],nStreamOffSet(file totalsize):[%d],sizepackage[%d].",
+             addr, static_cast<int>(nHwMaxRecvLen), static_cast<int>(total), static_cast<int>(plan.count()));
+    }
+    else
+    {
+        ZLOG(TRACE, sig,
+             " write data ,register address[0x%0x], valid length[%d], size package[%d],"
+             "bIsRegisterAddrSelfIncreasing[%d].",
+             addr, static_cast<int>(total), static_cast<int>(plan.count()), selfIncreasing ? 1 : 0);
+    }
+    // A file write logs every packet, a register write only when there are several.
+    const auto packets = planWrites(sig, plan, addr, selfIncreasing, fromFile || plan.count() > 1);
     return buildPackets(*this, sig, packets, request, out, &source);
 }
 
@@ -135,29 +184,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_ReadFileRequest(const unsigned long lon
                                                          std::list<ST_MSGToHardDriver>& out,
                                                          const bool& bIsRegisterAddrSelfIncreasing)
 {
-    const char* const sig = SIG_analyze_ReadFileRequest;
-    em_ProtoAnalyze rejected = emProtoSuccess;
-    if (!checkRead(sig, request, nHwMaxRecvLen, rejected))
-    {
-        return rejected;
-    }
-    // A transfer that never completed may still hold the last output file open.
-    if (m_ofsFile.is_open())
-    {
-        m_ofsFile.close();
-    }
-    m_ofsFile.clear();
-    m_strFilePath = filePath;
-    startOutputFile(sig, filePath);
-    const unsigned long long len = request->validLength;
-    const unsigned int addr = startAddress(*request);
-    const PacketPlan plan(len, nHwMaxRecvLen);
-    m_nSendCount = plan.count();
-    m_nAlreadyRecievedCount = 0;
-    ZLOG(TRACE, sig, "register address[0x%0x], valid length[%d], size package[%d].", addr, static_cast<int>(len),
-         static_cast<int>(plan.count()));
-    initReplyRecord(request);
-    return buildPackets(*this, sig, planReads(sig, plan, addr, bIsRegisterAddrSelfIncreasing), request, out);
+    return readRequest(SIG_analyze_ReadFileRequest, nHwMaxRecvLen, request, out, bIsRegisterAddrSelfIncreasing,
+                       &filePath);
 }
 
 // A file write sends a local file's bytes as register write data, read one
@@ -188,16 +216,8 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteFileRequest(const unsigned long lo
         ZLOG(INFO, sig, "valiadLen == 0");
         return emProtoBadLength;
     }
-    const unsigned int addr = startAddress(*request);
-    const PacketPlan plan(static_cast<unsigned long long>(size), nHwMaxRecvLen);
-    m_nSendCount = plan.count();
-    m_nAlreadyRecievedCount = 0;
-    initReplyRecord(request);
-    ZLOG(TRACE, sig,
-         " registerbase[0x%0x], MaxDataLengthPerPacket:[%d],nStreamOffSet(file totalsize):[%d],sizepackage[%d].", addr,
-         static_cast<int>(nHwMaxRecvLen), static_cast<int>(size), static_cast<int>(plan.count()));
-    const auto packets = planWrites(sig, plan, addr, bIsRegisterAddrSelfIncreasing, true);
-    return buildPackets(*this, sig, packets, request, out, &source);
+    return writePackets(sig, nHwMaxRecvLen, request, out, bIsRegisterAddrSelfIncreasing,
+                        static_cast<unsigned long long>(size), source, true);
 }
 
 // ---- One packet -------------------------------------------------------------------------
@@ -206,26 +226,18 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
                                                           INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                           ST_MSGToHardDriver& msg)
 {
-    const char* const sig = SIG_analyze_OnePackageRequst;
-    m_ucLabel = advancePacketLabel();
-    if (request == nullptr)
+    std::shared_ptr<std::string> out;
+    const em_ProtoAnalyze begun =
+        beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
+    if (begun != emProtoSuccess)
     {
-        return rejectNull(sig);
+        return begun;
     }
-    const size_t length = pkg.validLen + kFrameOverhead;
-    const unsigned int code = request->readWriteCode;
-    ZLOG(TRACE, sig,
-         "label[%d], datagramLength[%d], addrscr[0x%0x], scanBoardAddr[0x%0x], readWriteCode[%d], device type[%d].",
-         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr, scanBoardWord(request->scanBoardAddr),
-         static_cast<int>(code), static_cast<int>(request->deviceType));
-    if (code != emOperationRead && code != emOperationWrite)
-    {
-        ZLOG(WARN, sig, "error em_OperationCodeType:%d", static_cast<int>(code));
-        return emProtoBadReadWriteCode;
-    }
-    auto out = newRequestFrame(length, m_ucLabel, *request, pkg.registerAddr);
     std::string& f = *out;
-    if (code == emOperationRead)
+    // Where the checksum goes, as planned: the reply list names it so even
+    // when the packet's data changed the frame's length.
+    const size_t checksumAt = f.size() - 2;
+    if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, pkg.readLen & 0xFFFF);
     }
@@ -244,7 +256,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
     // The checksum entry holds the full 32-bit sum, not cut to 16 bits.
     msg.matchList = {{kReplyHeadKey, 0},
                      {std::to_string(m_ucLabel), kLabelPosition},
-                     {std::to_string(sum), static_cast<int>(length - 2)}};
+                     {std::to_string(sum), static_cast<int>(checksumAt)}};
     msg.frame = std::move(out);
     return emProtoSuccess;
 }
@@ -289,42 +301,13 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
-    // The ack is recorded before any check: a rejected package leaves its ack
-    // in the reply record, by design.
-    const unsigned char ack = frame::byteAt(package, frame::kAck);
-    m_replyRecord->ack = ack;
-    if (!reviseOk(package, 0, package.size()))
+    const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);
+    if (checked != emProtoSuccess)
     {
-        ZLOG(INFO, sig, "match crc error, msgType[%d], offset valid[%d].", static_cast<int>(type), offset);
-        return emProtoFrameExact;
-    }
-    // Only entries 0 (head) and 1 (label) are checked, and never the last
-    // entry of the list: one entry always passes, two check the head only,
-    // three check head and label, four or more can never pass. That asymmetry
-    // is required.
-    const size_t count = matchList.size();
-    size_t matchCount = 0;
-    std::string byteKey;
-    if (count > 1 && !headKeyFound(package, matchList[0], byteKey))
-    {
-        ZLOG(INFO, sig, "rawDatagramBuf,byteKey,posWanted:%d", matchList[0].posWanted);
-    }
-    else if (count > 1)
-    {
-        ++matchCount;
-    }
-    if (count > 2 && labelMatches(sig, package, matchList[1]))
-    {
-        ++matchCount;
-    }
-    if (matchCount != count - 1)
-    {
-        ZLOG(INFO, sig, "msgType[%d], matchCount[%d].", static_cast<int>(type), static_cast<int>(matchCount));
-        return emProtoFailed;
+        return checked;
     }
     // Counted and consumed before the read/write code is looked at: a package
     // rejected for its code below still counts.
-    offset += static_cast<int>(package.size());
     ++m_nAlreadyRecievedCount;
     ZLOG(TRACE, sig, "m_nAlreadyRecievedCount: %d", static_cast<int>(m_nAlreadyRecievedCount));
     const unsigned int validDataLength = frame::declaredLength(package);
@@ -363,7 +346,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     }
     ZLOG(TRACE, sig, "end ! emReadWriteCode[%d], validDataLength[%d], recv count[%d], send count[%d], ack[%d]]", code,
          static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount), static_cast<int>(m_nSendCount),
-         static_cast<int>(ack));
+         static_cast<int>(m_replyRecord->ack));
     return emProtoSuccess;
 }
 

@@ -49,7 +49,12 @@ const char* const SIG_getResponseDataFromDeviceReport =
 
 const char* const kReplyHeadKey = "AA55";
 constexpr int kLabelPosition = 3;
+// The name an unknown read/write code is logged under.
+const char* const kCodeName = "readWriteCode";
 constexpr size_t kFrameOverhead = frame::kVariantOverhead;
+// A wrong checksum gives 10, a wrong label 19 at once; a missing head logs the
+// key's bytes too.
+const PackageCheckRules kPackageCheck{emProtoFrameShort, "", ":", true, true};
 
 // Reply data bytes 11 and 12: a device argument logged with every reply.
 constexpr size_t kArgLowIndex = 11;
@@ -343,31 +348,20 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
                                                                  INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                                  ST_MSGToHardDriver& msg)
 {
-    const char* const sig = SIG_analyze_OnePackageRequst;
-    m_ucLabel = advancePacketLabel();
-    if (request == nullptr)
+    std::shared_ptr<std::string> out;
+    const em_ProtoAnalyze begun =
+        beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
+    if (begun != emProtoSuccess)
     {
-        return rejectNull(sig);
+        return begun;
     }
-    const size_t length = pkg.validLen + kFrameOverhead;
-    const unsigned int code = request->readWriteCode;
-    ZLOG(TRACE, sig,
-         "label[%d], datagramLength[%d], addrscr[0x%0x], scanBoardAddr[0x%0x], readWriteCode[%d], device type[%d].",
-         static_cast<int>(m_ucLabel), static_cast<int>(length), pkg.registerAddr, scanBoardWord(request->scanBoardAddr),
-         static_cast<int>(code), static_cast<int>(request->deviceType));
-    if (code != emOperationRead && code != emOperationWrite)
-    {
-        ZLOG(WARN, sig, "error readWriteCode:%d", static_cast<int>(code));
-        return emProtoBadReadWriteCode;
-    }
-    auto out = newRequestFrame(length, m_ucLabel, *request, pkg.registerAddr);
     std::string& f = *out;
     // The sub-header (and its extension bytes) leads the data area. The copy
     // is bounded by the frame and by the request's data.
     const size_t head =
-        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), length - frame::kData, request->data.size()});
+        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), f.size() - frame::kData, request->data.size()});
     std::copy_n(request->data.begin(), head, f.begin() + frame::kData);
-    if (code == emOperationRead)
+    if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, (pkg.readLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
     }
@@ -455,38 +449,11 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
-    const unsigned char ack = frame::byteAt(package, frame::kAck);
-    m_replyRecord->ack = ack;
-    if (!reviseOk(package, 0, package.size()))
+    const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);
+    if (checked != emProtoSuccess)
     {
-        ZLOG(INFO, sig, "msgType[%d], offset valid[%d].", static_cast<int>(type), offset);
-        return emProtoFrameShort;
+        return checked;
     }
-    // As in the standard analysis only entries 0 (head) and 1 (label) are
-    // checked and never the last entry; a wrong label fails at once.
-    const size_t count = matchList.size();
-    size_t matchCount = 0;
-    std::string byteKey;
-    if (count > 1 && !headKeyFound(package, matchList[0], byteKey))
-    {
-        ZLOG(INFO, sig, "rawDatagramBuf:,byteKey:,posWanted:%d", matchList[0].posWanted);
-        ZLOG_HEX(TRACE, sig, byteKey);
-    }
-    else if (count > 1)
-    {
-        ++matchCount;
-    }
-    if (count > 2 && !labelMatches(sig, package, matchList[1]))
-    {
-        return emProtoLabelMismatch;
-    }
-    matchCount += count > 2 ? 1 : 0;
-    if (matchCount != count - 1)
-    {
-        ZLOG(INFO, sig, "msgType[%d], matchCount[%d].", static_cast<int>(type), static_cast<int>(matchCount));
-        return emProtoFailed;
-    }
-    offset += static_cast<int>(package.size());
     ++m_nAlreadyRecievedCount;
     const unsigned int validDataLength = frame::declaredLength(package);
     // Byte 10 is read as a signed byte: 0xFF logs as -1.
@@ -512,7 +479,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     }
     ZLOG(TRACE, sig, "operation code[%d], validDataLength[%d], recv count[%d], send count[%d], ack[%d]", code,
          static_cast<int>(validDataLength), static_cast<int>(m_nAlreadyRecievedCount), static_cast<int>(m_nSendCount),
-         static_cast<int>(ack));
+         static_cast<int>(m_replyRecord->ack));
     return emProtoSuccess;
 }
 

@@ -229,6 +229,52 @@ bool ProtoBase::labelMatches(const char* sig, const std::string& package, const 
     return true;
 }
 
+em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, const std::string& package,
+                                             const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                             const em_RequestType& type, int& offset, const PackageCheckRules& rules)
+{
+    m_replyRecord->ack = frame::byteAt(package, frame::kAck);
+    if (!reviseOk(package, 0, package.size()))
+    {
+        ZLOG(INFO, sig, "%smsgType[%d], offset valid[%d].", rules.checksumLogLead, static_cast<int>(type), offset);
+        return rules.checksumWrong;
+    }
+    const size_t count = matchList.size();
+    size_t matchCount = 0;
+    std::string byteKey;
+    if (count > 1 && !headKeyFound(package, matchList[0], byteKey))
+    {
+        ZLOG(INFO, sig, "rawDatagramBuf%s,byteKey%s,posWanted:%d", rules.keyMark, rules.keyMark,
+             matchList[0].posWanted);
+        if (rules.logKeyBytes)
+        {
+            ZLOG_HEX(TRACE, sig, byteKey);
+        }
+    }
+    else if (count > 1)
+    {
+        ++matchCount;
+    }
+    if (count > 2)
+    {
+        if (labelMatches(sig, package, matchList[1]))
+        {
+            ++matchCount;
+        }
+        else if (rules.labelFailsAtOnce)
+        {
+            return emProtoLabelMismatch;
+        }
+    }
+    if (matchCount != count - 1)
+    {
+        ZLOG(INFO, sig, "msgType[%d], matchCount[%d].", static_cast<int>(type), static_cast<int>(matchCount));
+        return emProtoFailed;
+    }
+    offset += static_cast<int>(package.size());
+    return emProtoSuccess;
+}
+
 // ---- Response decoding ---------------------------------------------------------
 
 void ProtoBase::initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data* request)
@@ -401,6 +447,34 @@ unsigned int ProtoBase::scanBoardWord(const std::vector<unsigned char>& scanBoar
 {
     // Only the first two bytes fit the frame's two-byte field; more are ignored.
     return frame::wordAt(frame::slice(frame::bytesOf(scanBoardAddr), 0, 2), 0);
+}
+
+em_ProtoAnalyze ProtoBase::beginRequestFrame(const char* sig, const ST_RegisterAddrAndValid& pkg,
+                                             const INTER_ST::ThirdGenerationCommRequest_Data* request, size_t overhead,
+                                             const char* codeName, unsigned char& label,
+                                             std::shared_ptr<std::string>& frame)
+{
+    // The label advances even for a packet that is not built: the next frame
+    // then skips a label.
+    label = advancePacketLabel();
+    if (request == nullptr)
+    {
+        ZLOG(INFO, sig, "request is null,operation result[%d]", static_cast<int>(emProtoNullRequest));
+        return emProtoNullRequest;
+    }
+    const size_t length = pkg.validLen + overhead;
+    const unsigned int code = request->readWriteCode;
+    ZLOG(TRACE, sig,
+         "label[%d], datagramLength[%d], addrscr[0x%0x], scanBoardAddr[0x%0x], readWriteCode[%d], device type[%d].",
+         static_cast<int>(label), static_cast<int>(length), pkg.registerAddr, scanBoardWord(request->scanBoardAddr),
+         static_cast<int>(code), static_cast<int>(request->deviceType));
+    if (code != emOperationRead && code != emOperationWrite)
+    {
+        ZLOG(WARN, sig, "error %s:%d", codeName, static_cast<int>(code));
+        return emProtoBadReadWriteCode;
+    }
+    frame = newRequestFrame(length, label, *request, pkg.registerAddr);
+    return emProtoSuccess;
 }
 
 std::shared_ptr<std::string> ProtoBase::newRequestFrame(size_t length, unsigned char label,
