@@ -518,20 +518,8 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
     const size_t lengthAt = offset < buffer.size() ? static_cast<size_t>(offset) + frame::kValidLength : buffer.size();
     const unsigned int validDataLength = frame::wordAt(package, lengthAt);
 
-    const frame::Header h = frame::decodeHeader(package);
     auto record = std::make_shared<INTER_ST::ThirdGenerationCommResponse_Data>();
-    record->head[0] = frame::kDeviceHead0;
-    record->head[1] = frame::kDeviceHead1;
-    record->ack = h.ack;
-    record->label = h.label;
-    record->firstAddr = h.firstAddr;
-    record->secondAddr = h.secondAddr;
-    record->deviceType = h.deviceType;
-    record->frameByte7 = h.byte7;
-    record->scanBoardAddr.assign(std::begin(h.scanBoard), std::end(h.scanBoard));
-    record->readWriteCode = h.readWriteCode;
-    record->packetType = h.packetType;
-    record->registerAddr.assign(std::begin(h.registerAddr), std::end(h.registerAddr));
+    copyHeader(package, *record);
     record->validDataLength = validDataLength;
     // A declared length that runs past the package stops at its end.
     const std::string_view data = frame::slice(package, frame::kData, validDataLength);
@@ -555,14 +543,5 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceReportPushData(
 void ProtoAnalyze3rd_Orvane::getResponseDataFromDeviceReport(const std::string& package, unsigned char flag,
                                                              std::shared_ptr<std::string> answer)
 {
-    if (!answer)
-    {
-        return;
-    }
-    if (package.size() < frame::kVariantOverhead)
-    {
-        ZLOG(WARN, SIG_getResponseDataFromDeviceReport, " invalid package , size is [%d] ",
-             static_cast<int>(package.size()));
-    }
-    frame::acknowledgeVariant(package, flag, *answer);
+    writeAcknowledgement(SIG_getResponseDataFromDeviceReport, package, flag, answer.get(), true);
 }

@@ -311,21 +311,9 @@ void ProtoBase::getThirdGenerationCommResponseData(const std::string& f, unsigne
              static_cast<int>(f.size()));
         return;
     }
-    const frame::Header h = frame::decodeHeader(f);
-    record->head[0] = frame::kDeviceHead0;
-    record->head[1] = frame::kDeviceHead1;
-    ack = h.ack;
-    record->ack = h.ack;
-    record->label = h.label;
-    record->firstAddr = h.firstAddr;
-    record->secondAddr = h.secondAddr;
-    record->deviceType = h.deviceType;
-    record->frameByte7 = h.byte7;
-    record->packetType = h.packetType;
-    record->scanBoardAddr.insert(record->scanBoardAddr.end(), std::begin(h.scanBoard), std::end(h.scanBoard));
-    record->registerAddr.insert(record->registerAddr.end(), std::begin(h.registerAddr), std::end(h.registerAddr));
+    copyHeader(f, *record);
+    ack = record->ack;
     record->validDataLength = frame::recordLength(f);
-    record->readWriteCode = h.readWriteCode;
     if (record->readWriteCode == emOperationWrite)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData,
@@ -338,22 +326,51 @@ void ProtoBase::getThirdGenerationCommResponseData(const std::string& f, unsigne
              static_cast<int>(record->readWriteCode));
         return;
     }
-    frame::appendRecordData(f, h.validLength, record->data);
+    frame::appendRecordData(f, frame::declaredLength(f), record->data);
+}
+
+void ProtoBase::copyHeader(std::string_view f, INTER_ST::ThirdGenerationCommResponse_Data& record)
+{
+    const frame::Header h = frame::decodeHeader(f);
+    record.head[0] = frame::kDeviceHead0;
+    record.head[1] = frame::kDeviceHead1;
+    record.ack = h.ack;
+    record.label = h.label;
+    record.firstAddr = h.firstAddr;
+    record.secondAddr = h.secondAddr;
+    record.deviceType = h.deviceType;
+    record.frameByte7 = h.byte7;
+    record.readWriteCode = h.readWriteCode;
+    record.packetType = h.packetType;
+    record.scanBoardAddr.insert(record.scanBoardAddr.end(), std::begin(h.scanBoard), std::end(h.scanBoard));
+    record.registerAddr.insert(record.registerAddr.end(), std::begin(h.registerAddr), std::end(h.registerAddr));
 }
 
 void ProtoBase::getResponseDataFromDeviceReport(const std::string& report, unsigned char ack,
                                                 std::shared_ptr<std::string> answer)
 {
-    if (!answer)
+    writeAcknowledgement(SIG_getResponseDataFromDeviceReport, report, ack, answer.get(), false);
+}
+
+void ProtoBase::writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+                                     bool variantForm)
+{
+    if (answer == nullptr)
     {
         return;
     }
-    if (report.size() < frame::kOverhead)
+    if (report.size() < (variantForm ? frame::kVariantOverhead : frame::kOverhead))
     {
-        ZLOG(WARN, SIG_getResponseDataFromDeviceReport, " invalid package , size is [%d] ",
-             static_cast<int>(report.size()));
+        ZLOG(WARN, sig, " invalid package , size is [%d] ", static_cast<int>(report.size()));
     }
-    frame::acknowledge(report, ack, *answer);
+    if (variantForm)
+    {
+        frame::acknowledgeVariant(report, ack, *answer);
+    }
+    else
+    {
+        frame::acknowledge(report, ack, *answer);
+    }
 }
 
 void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, unsigned char ack,

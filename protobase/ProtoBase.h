@@ -10,6 +10,7 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // How the two analyzers' package checks differ, as data.
@@ -97,6 +98,15 @@ protected:
     em_ProtoAnalyze beginRequestFrame(const char* sig, const ST_RegisterAddrAndValid& pkg,
                                       const INTER_ST::ThirdGenerationCommRequest_Data* request, size_t overhead,
                                       const char* codeName, unsigned char& label, std::shared_ptr<std::string>& frame);
+    // Decodes a device frame's header into a record: head AA 55, the header
+    // bytes, scan-board and register address bytes appended; length and data
+    // not. Bytes a short frame lacks read as 0.
+    static void copyHeader(std::string_view f, INTER_ST::ThirdGenerationCommResponse_Data& record);
+    // Writes the acknowledgement of a report into *answer (nothing for a null
+    // answer): the 20-byte form, or the variant's 38-byte one. A report too
+    // short for it is logged with sig and gets the invalid-package answer.
+    static void writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+                                     bool variantForm);
     // A zero-filled request frame of the given length whose header carries
     // the request's fields, the label and the register address.
     static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
