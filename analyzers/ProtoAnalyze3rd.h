@@ -6,6 +6,14 @@
 #include <fstream>
 #include <string>
 
+namespace request_packets
+{
+class PacketSource;
+}
+
+// The key the standard analyzer is registered under.
+inline constexpr char kStandardProtoKey[] = "3rd-proto";
+
 class ProtoAnalyze3rd : public ProtoBase
 {
 public:
@@ -61,6 +69,17 @@ public:
                                                        const em_RequestType& type, int& offset);
 
 protected:
+    // A read in packets of at most nHwMaxRecvLen data bytes; a file read names
+    // its output file, which starts afresh.
+    em_ProtoAnalyze readRequest(const char* sig, const unsigned long long& nHwMaxRecvLen,
+                                INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
+                                bool selfIncreasing, const std::string* outputFile);
+    // Cuts total bytes from source into write packets of at most
+    // nHwMaxRecvLen data bytes each. fromFile: the file write's log lines.
+    em_ProtoAnalyze writePackets(const char* sig, unsigned long long nHwMaxRecvLen,
+                                 INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
+                                 bool selfIncreasing, unsigned long long total, request_packets::PacketSource& source,
+                                 bool fromFile);
     // Appends a read reply's data to the output file of a file read.
     void appendToOutputFile(const std::string& package, size_t first, size_t count);
 

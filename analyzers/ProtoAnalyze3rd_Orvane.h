@@ -6,8 +6,15 @@
 
 #include "protobase/ProtoBase.h"
 
-#include <functional>
 #include <string>
+
+namespace request_packets
+{
+class PacketSource;
+}
+
+// The key the variant analyzer is registered under; pushed reports go to it.
+inline constexpr char kOrvaneProtoKey[] = "3rdOrvane-proto";
 
 class ProtoAnalyze3rd_Orvane : public ProtoBase
 {
@@ -72,8 +79,7 @@ public:
                                          std::shared_ptr<std::string> answer);
 
 protected:
-    // What the read and write requests share after their checks: the sub-header
-    // length (18 plus its extension) and the request's start address.
+    // The sub-header length (18 plus its extension) of a request.
     struct SubHeader
     {
         unsigned int lenExp = 0;
@@ -82,17 +88,18 @@ protected:
     // checkLength: the request's valid length must be non-zero and cover the sub-header.
     bool checkSubHeader(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request, SubHeader& head,
                         em_ProtoAnalyze& rejected, bool checkLength);
+    // A read in one packet; a file read names its output file, which starts afresh.
     em_ProtoAnalyze readRequest(const char* sig, const unsigned long long& nHwMaxRecvLen,
                                 INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
-                                bool logPacket);
+                                const std::string* outputFile);
     unsigned int sequenceNumber(const INTER_ST::ThirdGenerationCommRequest_Data& request) const;
-    // Cuts payload bytes into write packets of at most nHwMaxRecvLen data bytes
-    // each, sub-header included; source(into, count) supplies the next bytes.
-    using PayloadSource = std::function<em_ProtoAnalyze(std::string& into, size_t count)>;
+    // Cuts payload bytes from source into write packets of at most
+    // nHwMaxRecvLen data bytes each, sub-header included. logLength: the
+    // register write's per-packet line, which also names the packet's length.
     em_ProtoAnalyze writePackets(const char* sig, unsigned long long nHwMaxRecvLen,
                                  INTER_ST::ThirdGenerationCommRequest_Data* request, std::list<ST_MSGToHardDriver>& out,
                                  bool selfIncreasing, const SubHeader& head, unsigned long long payload,
-                                 const PayloadSource& source);
+                                 request_packets::PacketSource& source, bool logLength);
 
     unsigned char m_ucLabel = 0;
     unsigned int m_nSendCount = 0;

@@ -14,18 +14,18 @@ zorvCheckLogFormat(const char*, ...)
 {
 }
 
-// ZLOG(level, signature, format, args...)
-#define ZLOG(level, signature, ...)                                                                       \
-    do                                                                                                    \
-    {                                                                                                     \
-        if (false)                                                                                        \
-        {                                                                                                 \
-            zorvCheckLogFormat(__VA_ARGS__);                                                              \
-        }                                                                                                 \
-        ZorvSpdLog::getLoger()->addLogtoZorvSpdLog(static_cast<em_LOG_LEVEL>(level), signature, __LINE__, \
-                                                   __VA_ARGS__);                                          \
+// ZLOG(level, signature, format, args...), level one of TRACE, DEBUG, INFO,
+// WARN, ERROR, FATAL (the host logger's ZORV_LOG_ levels).
+#define ZLOG(level, signature, ...)                                                                     \
+    do                                                                                                  \
+    {                                                                                                   \
+        if (false)                                                                                      \
+        {                                                                                               \
+            zorvCheckLogFormat(__VA_ARGS__);                                                            \
+        }                                                                                               \
+        ZorvSpdLog::getLoger()->addLogtoZorvSpdLog(ZORV_LOG_##level, signature, __LINE__, __VA_ARGS__); \
     } while (false)
 
 // ZLOG_HEX(level, signature, bytes): the bytes as hexadecimal text.
 #define ZLOG_HEX(level, signature, bytes) \
-    ZorvSpdLog::getLoger()->add16StrLogtoList(static_cast<em_LOG_LEVEL>(level), signature, __LINE__, bytes)
+    ZorvSpdLog::getLoger()->add16StrLogtoList(ZORV_LOG_##level, signature, __LINE__, bytes)

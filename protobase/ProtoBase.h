@@ -1,7 +1,8 @@
-// The frame layer shared by both analyzers: checksum, frame checks, package
-// search, response decoding and device-report splitting, plus the three
-// operations each analyzer provides (request encoding, reply analysis and
-// pushed-report analysis).
+// The frame layer shared by both analyzers, in the order a reply travels:
+// header and length checks, checksum, package search, response decoding and
+// device-report splitting, plus the three operations each analyzer provides
+// (request encoding, reply analysis and pushed-report analysis). Each named
+// operation logs and leaves the byte work to the frame codec.
 #pragma once
 
 #include "protostub/ProtoRecords.h"
@@ -9,7 +10,18 @@
 #include <list>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
+
+// How the two analyzers' package checks differ, as data.
+struct PackageCheckRules
+{
+    em_ProtoAnalyze checksumWrong;  // the result for a wrong checksum
+    const char* checksumLogLead;    // leads its "msgType[%d], offset valid[%d]." line
+    const char* keyMark;            // after both names in "rawDatagramBuf,byteKey,posWanted:%d"
+    bool logKeyBytes;               // the head key's bytes follow that line
+    bool labelFailsAtOnce;          // a wrong label returns 19 rather than failing the count
+};
 
 class ProtoBase
 {
@@ -78,6 +90,23 @@ public:
 protected:
     // Advances the 8-bit packet label (255 wraps to 0) and returns it.
     unsigned char advancePacketLabel();
+    // The start both analyze_OnePackageRequst share: advances the packet label
+    // into label, logs the packet and builds into frame the zero-filled
+    // request frame of the packet's validLen plus overhead bytes with its
+    // header. 0, or 22 for a null request and 7 for a read/write code other
+    // than 0 and 1 (logged as "error <codeName>:%d"), frame left empty.
+    em_ProtoAnalyze beginRequestFrame(const char* sig, const ST_RegisterAddrAndValid& pkg,
+                                      const INTER_ST::ThirdGenerationCommRequest_Data* request, size_t overhead,
+                                      const char* codeName, unsigned char& label, std::shared_ptr<std::string>& frame);
+    // Decodes a device frame's header into a record: head AA 55, the header
+    // bytes, scan-board and register address bytes appended; length and data
+    // not. Bytes a short frame lacks read as 0.
+    static void copyHeader(std::string_view f, INTER_ST::ThirdGenerationCommResponse_Data& record);
+    // Writes the acknowledgement of a report into *answer (nothing for a null
+    // answer): the 20-byte form, or the variant's 38-byte one. A report too
+    // short for it is logged with sig and gets the invalid-package answer.
+    static void writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+                                     bool variantForm);
     // A zero-filled request frame of the given length whose header carries
     // the request's fields, the label and the register address.
     static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
@@ -91,12 +120,23 @@ protected:
     // declared length, and never the checksum or past the package. Returns the
     // number appended.
     size_t appendReplyData(const std::string& package, unsigned int validDataLength);
+    // The checks both package checks share, in order: the package's ack goes
+    // into the reply record first (a rejected package leaves it there, by
+    // design), then the checksum, then entries 0 (head key) and 1 (label) of
+    // the expected-reply list, never its last entry: one entry always passes,
+    // two check the head only, three head and label, four or more can never
+    // pass. That asymmetry is required. On success the package is consumed
+    // (offset moves past it) and 0 is returned; else the result to return.
+    em_ProtoAnalyze checkReplyPackage(const char* sig, const std::string& package,
+                                      const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                      const em_RequestType& type, int& offset, const PackageCheckRules& rules);
     // Whether the head key of a match entry (hex text) occurs in the package at
     // or after the entry's posWanted; byteKey receives the key's bytes. A found
     // position is compared as 32 bits against all bits set, "not found".
     bool headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey);
-    // The position of needle in haystack at or after from, or -1.
-    static int findFrom(const std::string& haystack, const std::string& needle, size_t from);
+    // Whether package byte 3 equals the entry's label (decimal text); logs
+    // both, and the mismatch, with the caller's signature text.
+    static bool labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one);
 
     std::string m_strProtoKey;
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;

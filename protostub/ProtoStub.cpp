@@ -6,7 +6,7 @@
 #include "analyzers/ProtoAnalyze3rd_Orvane.h"
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
-#include "protobase/FrameLayout.h"
+#include "protobase/FrameCodec.h"
 
 #include <stdexcept>
 
@@ -25,12 +25,10 @@ const char* const SIG_analyze_DeviceReportData = "void __cdecl ProtoStub::analyz
 const char* const SIG_getReplyPackage =
     "const " ZSIG_RESPONSE_PTR " __cdecl ProtoStub::getReplyPackage(const " ZSIG_STRING " &)";
 
-const char* const kVariantKey = "3rdOrvane-proto";
-
 // Pushed frames: packet type 0x32 is a report the variant analyzer decodes
 // when it is at least a sub-header long; package codes 0x10 and 0x18 set bFlag.
 constexpr unsigned char kReportPacketType = 0x32;
-constexpr unsigned int kReportMinLength = 18;
+constexpr unsigned int kReportMinLength = frame::kSubHeaderSize;
 constexpr unsigned char kPackageCodeTrue = 0x10;
 constexpr unsigned char kPackageCodeFalse = 0x18;
 
@@ -66,19 +64,19 @@ em_ProtoAnalyze ProtoStub::analyze_ClientData(unsigned int nHwMaxRecvLen, const 
     const auto it = m_mapProto.find(matchKey);
     if (it == m_mapProto.end())
     {
-        ZLOG(2, SIG_analyze_ClientData, "map proto is not contain match key.matchKey=[%s].", matchKey.c_str());
+        ZLOG(INFO, SIG_analyze_ClientData, "map proto is not contain match key.matchKey=[%s].", matchKey.c_str());
         return emProtoNotFound;
     }
     const std::shared_ptr<ProtoBase> proto = it->second;
     if (!proto)
     {
-        ZLOG(2, SIG_analyze_ClientData, "not found proto object,matchKey=[%s].", matchKey.c_str());
+        ZLOG(INFO, SIG_analyze_ClientData, "not found proto object,matchKey=[%s].", matchKey.c_str());
         return emProtoNotFound;
     }
     const unsigned long long maxRecvLen = nHwMaxRecvLen;
     const em_ProtoAnalyze result =
         proto->analyze_ClientData(maxRecvLen, type, request, msgs, filePath, bIsRegisterAddrSelfIncreasing);
-    ZLOG(1, SIG_analyze_ClientData, "end ---nHwMaxRecvLen = %d, match key = %s, type = %d, em_ProtoAnalyze = %d.",
+    ZLOG(DEBUG, SIG_analyze_ClientData, "end ---nHwMaxRecvLen = %d, match key = %s, type = %d, em_ProtoAnalyze = %d.",
          static_cast<int>(nHwMaxRecvLen), matchKey.c_str(), static_cast<int>(type), static_cast<int>(result));
     return result;
 }
@@ -92,22 +90,22 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
                                               const std::string& protoBuffer, const ST_MSGToHardDriverMatch& match)
 {
     const char* const sig = SIG_analyze_DeviceData;
-    ZLOG(0, sig, "enter, matchKey = %s", matchKey.c_str());
+    ZLOG(TRACE, sig, "enter, matchKey = %s", matchKey.c_str());
     if (protoBuffer.empty())
     {
-        ZLOG(3, sig, "proto buffer is empty.");
+        ZLOG(WARN, sig, "proto buffer is empty.");
         return emProtoEmptyInput;
     }
     const auto it = m_mapProto.find(matchKey);
     if (it == m_mapProto.end())
     {
-        ZLOG(3, sig, "map proto is not contain match key.");
+        ZLOG(WARN, sig, "map proto is not contain match key.");
         return emProtoNotFound;
     }
     const std::shared_ptr<ProtoBase> proto = it->second;
     if (!proto)
     {
-        ZLOG(3, sig, "not found proto object.");
+        ZLOG(WARN, sig, "not found proto object.");
         return emProtoNotFound;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
@@ -115,20 +113,20 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
     if (proto->checkThridPackageHeaderFlag(m_buffer) != emProtoHeaderOk)
     {
         // A wrong header stays in the buffer until the server clears it.
-        ZLOG(2, sig, "checkThridPackageHeaderFlag,tmpBuffe.size =[%d],m_buffer.size=[%d].",
+        ZLOG(INFO, sig, "checkThridPackageHeaderFlag,tmpBuffe.size =[%d],m_buffer.size=[%d].",
              static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()));
         return emProtoBadHeader;
     }
     const em_ProtoAnalyze lengthCheck = proto->checkValidLength(m_buffer);
     if (lengthCheck == emProtoFrameShort)
     {
-        ZLOG(2, sig, "checkValidLength,tmpBuffe.size =[%d],m_buffer.size=[%d], (em_ProtoAnalyze)nCheck=[%d].",
+        ZLOG(INFO, sig, "checkValidLength,tmpBuffe.size =[%d],m_buffer.size=[%d], (em_ProtoAnalyze)nCheck=[%d].",
              static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()), static_cast<int>(lengthCheck));
         return emProtoIncompleteFrame;
     }
     int offset = 0;
     const em_ProtoAnalyze result = proto->analyze_DeviceData(type, m_buffer, match, offset);
-    ZLOG(1, sig, "analyzeFromHardDriver, em_RequestType = %d,ProtoBase.analyzeFromHardDriver's nOpers(bool) = %d.",
+    ZLOG(DEBUG, sig, "analyzeFromHardDriver, em_RequestType = %d,ProtoBase.analyzeFromHardDriver's nOpers(bool) = %d.",
          static_cast<int>(type), static_cast<int>(result));
     if (result == emProtoSuccess && offset != 0)
     {
@@ -139,7 +137,7 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
     }
     // Every failure of the analysis reaches the caller as 255, by design.
     m_buffer.clear();
-    ZLOG(3, sig, " end! clear buffer.");
+    ZLOG(WARN, sig, " end! clear buffer.");
     return emProtoFailed;
 }
 
@@ -155,7 +153,7 @@ const std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> ProtoStub::get
     const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, matchKey);
     if (!proto)
     {
-        ZLOG(3, SIG_getReplyPackage, "not found proto object.");
+        ZLOG(WARN, SIG_getReplyPackage, "not found proto object.");
         return nullptr;
     }
     return proto->getReplyRecord();
@@ -168,23 +166,18 @@ bool ProtoStub::isGeneralThirdPackage(const std::string& buffer, unsigned long l
         return false;
     }
     frameLen = 0;
-    if (static_cast<unsigned char>(buffer[0]) != frame::kDeviceHead0 ||
-        static_cast<unsigned char>(buffer[1]) != frame::kDeviceHead1 || buffer.size() < frame::kOverhead)
+    // Byte 16 is taken signed here (the search reading of the length), unlike
+    // checkValidLength: kept on purpose.
+    const frame::PushedExtent extent = frame::pushedExtent(buffer);
+    if (!frame::hasDeviceHead(buffer) || !extent.headerPresent)
     {
         return false;
     }
-    // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
-    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
-    if (length == 0)
-    {
-        frameLen = frame::kOverhead;
-        return true;
-    }
-    if (length + frame::kOverhead > buffer.size())
+    if (extent.dataLength != 0 && !extent.complete)
     {
         return false;
     }
-    frameLen = length + frame::kOverhead;
+    frameLen = extent.frameLength;
     return true;
 }
 
@@ -197,53 +190,52 @@ em_ProtoAnalyze ProtoStub::isAutoPushThirdPackage(const std::string& buffer, uns
         return emProtoBadHeader;
     }
     frameLen = 0;
-    if (static_cast<unsigned char>(buffer[0]) != frame::kServerHead0 ||
-        static_cast<unsigned char>(buffer[1]) != frame::kServerHead1)
+    if (!frame::hasServerHead(buffer))
     {
         return emProtoNotAutoPush;
     }
-    if (buffer.size() < frame::kOverhead)
+    const frame::PushedExtent extent = frame::pushedExtent(buffer);
+    if (!extent.headerPresent)
     {
         return emProtoBadHeader;
     }
-    // Byte 16 is taken signed here, unlike checkValidLength: kept on purpose.
-    const unsigned int length = frame::signedWordAt(buffer, frame::kValidLength);
-    if (length == 0)
+    if (extent.dataLength == 0)
     {
         return emProtoNotAutoPush;
     }
-    if (length + frame::kOverhead > buffer.size())
+    if (!extent.complete)
     {
         return emProtoFrameShort;
     }
+    const unsigned int length = extent.dataLength;
     const auto packetType = static_cast<unsigned char>(buffer[frame::kPacketType]);
     if (packetType == kReportPacketType)
     {
-        ZLOG(1, sig, "buffer.at(11) == 0x32!");
+        ZLOG(DEBUG, sig, "buffer.at(11) == 0x32!");
         if (length < kReportMinLength)
         {
-            ZLOG(1, sig, "valiadLength < 18!");
+            ZLOG(DEBUG, sig, "valiadLength < 18!");
         }
         else
         {
-            ZLOG(1, sig, "valiadLength >= 18!");
+            ZLOG(DEBUG, sig, "valiadLength >= 18!");
             // Pushed reports always go to the variant analyzer, whoever sent them.
-            const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, kVariantKey);
+            const std::shared_ptr<ProtoBase> proto = protoAt(m_mapProto, kOrvaneProtoKey);
             if (!proto)
             {
-                ZLOG(3, sig, "not found proto object.");
+                ZLOG(WARN, sig, "not found proto object.");
                 return emProtoSuccess;
             }
             proto->analyze_DeviceReportPushData(reports, buffer, frameLen);
-            frameLen = length + frame::kOverhead;
+            frameLen = extent.frameLength;
         }
     }
     else
     {
-        ZLOG(1, sig, "Packet Type = %d!", static_cast<int>(static_cast<signed char>(packetType)));
+        ZLOG(DEBUG, sig, "Packet Type = %d!", static_cast<int>(static_cast<signed char>(packetType)));
     }
     const auto code = static_cast<unsigned char>(buffer[frame::kReadWriteCode]);
-    ZLOG(1, sig, "recv a package code :%d !", static_cast<int>(static_cast<signed char>(code)));
+    ZLOG(DEBUG, sig, "recv a package code :%d !", static_cast<int>(static_cast<signed char>(code)));
     if (code == kPackageCodeTrue)
     {
         bFlag = true;
@@ -254,7 +246,7 @@ em_ProtoAnalyze ProtoStub::isAutoPushThirdPackage(const std::string& buffer, uns
         bFlag = false;
         return emProtoSuccess;
     }
-    ZLOG(3, sig, "recv a error code :%d !", static_cast<int>(code));
+    ZLOG(WARN, sig, "recv a error code :%d !", static_cast<int>(code));
     return emProtoFailed;
 }
 
@@ -263,7 +255,7 @@ void ProtoStub::analyze_DeviceReportData(std::string& buffer, const std::string&
 {
     if (m_mapProto.empty())
     {
-        ZLOG(3, SIG_analyze_DeviceReportData, " m_mapProto is empty !");
+        ZLOG(WARN, SIG_analyze_DeviceReportData, " m_mapProto is empty !");
         return;
     }
     // No test for an empty entry here, unlike the other operations.

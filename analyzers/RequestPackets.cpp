@@ -1,8 +1,11 @@
-#include "RequestFields.h"
+#include "RequestPackets.h"
 
 #include "log/LogCall.h"
 
-namespace request_fields
+#include <cerrno>
+#include <cstdio>
+
+namespace request_packets
 {
 
 namespace
@@ -10,27 +13,18 @@ namespace
 constexpr size_t kRegisterAddrSize = 4;
 }
 
-void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out)
-{
-    ZLOG(0, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
-}
+// ---- Checks.
 
 em_ProtoAnalyze rejectNull(const char* sig)
 {
-    ZLOG(2, sig, "request is null,operation result[%d]", static_cast<int>(emProtoNullRequest));
+    ZLOG(INFO, sig, "request is null,operation result[%d]", static_cast<int>(emProtoNullRequest));
     return emProtoNullRequest;
 }
 
 em_ProtoAnalyze rejectDataSize(const char* sig)
 {
-    ZLOG(2, sig, "sizeValidDataLen != valiadLen,operation result[%d]", static_cast<int>(emProtoBadLength));
+    ZLOG(INFO, sig, "sizeValidDataLen != valiadLen,operation result[%d]", static_cast<int>(emProtoBadLength));
     return emProtoBadLength;
-}
-
-em_ProtoAnalyze rejectDataExhausted(const char* sig)
-{
-    ZLOG(2, sig, "operation result[%d]", static_cast<int>(emProtoBadRegisterAddr));
-    return emProtoBadRegisterAddr;
 }
 
 bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data* request, em_ProtoAnalyze& rejected)
@@ -42,7 +36,7 @@ bool checkRequest(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Da
     }
     if (request->registerAddr.size() != kRegisterAddrSize)
     {
-        ZLOG(2, sig, "operation result[%d]", static_cast<int>(emProtoBadRegisterAddr));
+        ZLOG(INFO, sig, "operation result[%d]", static_cast<int>(emProtoBadRegisterAddr));
         rejected = emProtoBadRegisterAddr;
         return false;
     }
@@ -54,7 +48,7 @@ bool checkMaxRecvLen(const char* sig, unsigned long long nHwMaxRecvLen, em_Proto
     // Packets are sized by nHwMaxRecvLen: 0 leaves nothing to split by.
     if (nHwMaxRecvLen == 0)
     {
-        ZLOG(2, sig, "nHwMaxRecvLen == 0,operation result[%d]", static_cast<int>(emProtoZeroMaxRecvLen));
+        ZLOG(INFO, sig, "nHwMaxRecvLen == 0,operation result[%d]", static_cast<int>(emProtoZeroMaxRecvLen));
         rejected = emProtoZeroMaxRecvLen;
         return false;
     }
@@ -70,7 +64,7 @@ bool checkRead(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data*
     }
     if (request->validLength == 0)
     {
-        ZLOG(2, sig, "sizeValidLen == 0,operation result[%d]", static_cast<int>(emProtoBadLength));
+        ZLOG(INFO, sig, "sizeValidLen == 0,operation result[%d]", static_cast<int>(emProtoBadLength));
         rejected = emProtoBadLength;
         return false;
     }
@@ -86,7 +80,7 @@ bool checkWrite(const char* sig, const INTER_ST::ThirdGenerationCommRequest_Data
     }
     if (request->validLength == 0)
     {
-        ZLOG(2, sig, "valiadLen == 0");
+        ZLOG(INFO, sig, "valiadLen == 0");
         rejected = emProtoBadLength;
         return false;
     }
@@ -108,6 +102,32 @@ unsigned int startAddress(const INTER_ST::ThirdGenerationCommRequest_Data& reque
     return addr;
 }
 
+void startOutputFile(const char* sig, const std::string& path)
+{
+    if (std::remove(path.c_str()) != 0 && errno != ENOENT)
+    {
+        ZLOG(WARN, sig, "RequestReadFile delete file fail");
+    }
+}
+
+// ---- The packet plan.
+
+PacketPlan::PacketPlan(unsigned long long total, unsigned long long perPacket)
+    : m_total(total), m_perPacket(perPacket),
+      m_count(perPacket == 0 ? 0 : total / perPacket + (total % perPacket != 0 ? 1 : 0))
+{
+}
+
+unsigned long long PacketPlan::chunk(unsigned long long i) const
+{
+    if (i + 1 < m_count)
+    {
+        return m_perPacket;
+    }
+    const unsigned long long rest = m_total % m_perPacket;
+    return rest == 0 ? m_perPacket : rest;
+}
+
 std::vector<ST_RegisterAddrAndValid> planReads(const char* sig, const PacketPlan& plan, unsigned int addr,
                                                bool selfIncreasing)
 {
@@ -119,7 +139,7 @@ std::vector<ST_RegisterAddrAndValid> planReads(const char* sig, const PacketPlan
         pkg.registerAddr = addr;
         if (packets.size() > 1)
         {
-            ZLOG(0, sig, "len:%d,register address[0x%0x].", static_cast<int>(pkg.readLen), pkg.registerAddr);
+            ZLOG(TRACE, sig, "len:%d,register address[0x%0x].", static_cast<int>(pkg.readLen), pkg.registerAddr);
             if (selfIncreasing)
             {
                 addr += pkg.readLen;
@@ -140,7 +160,7 @@ std::vector<ST_RegisterAddrAndValid> planWrites(const char* sig, const PacketPla
         pkg.registerAddr = addr;
         if (logEach)
         {
-            ZLOG(0, sig, "register address[0x%0x], index[%d]", pkg.registerAddr, static_cast<int>(i));
+            ZLOG(TRACE, sig, "register address[0x%0x], index[%d]", pkg.registerAddr, static_cast<int>(i));
         }
         if (selfIncreasing)
         {
@@ -150,4 +170,61 @@ std::vector<ST_RegisterAddrAndValid> planWrites(const char* sig, const PacketPla
     return packets;
 }
 
-}  // namespace request_fields
+// ---- The packet source.
+
+PacketSource::PacketSource(std::string_view bytes) : m_bytes(bytes)
+{
+}
+
+PacketSource::PacketSource(const std::string& path)
+    : m_fromFile(true), m_path(path), m_file(path, std::ios::in | std::ios::binary)
+{
+}
+
+bool PacketSource::isOpen() const
+{
+    return !m_fromFile || m_file.is_open();
+}
+
+long long PacketSource::size()
+{
+    if (!m_fromFile)
+    {
+        return static_cast<long long>(m_bytes.size());
+    }
+    m_file.seekg(0, std::ios::end);
+    const std::streamoff size = m_file.tellg();
+    m_file.seekg(0, std::ios::beg);
+    return static_cast<long long>(size);
+}
+
+em_ProtoAnalyze PacketSource::take(const char* sig, size_t count, std::string& into)
+{
+    if (!m_fromFile)
+    {
+        if (count > m_bytes.size() - m_index)
+        {
+            ZLOG(INFO, sig, "operation result[%d]", static_cast<int>(emProtoBadRegisterAddr));
+            return emProtoBadRegisterAddr;
+        }
+        into.append(m_bytes.substr(m_index, count));
+        m_index += count;
+        return emProtoSuccess;
+    }
+    const size_t start = into.size();
+    into.resize(start + count);
+    m_file.read(&into[start], static_cast<std::streamsize>(count));
+    if (static_cast<size_t>(m_file.gcount()) != count)
+    {
+        ZLOG(WARN, sig, "read file failed , file path is [%s].", m_path.c_str());
+        return emProtoFileReadFailed;
+    }
+    return emProtoSuccess;
+}
+
+void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out)
+{
+    ZLOG(TRACE, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));
+}
+
+}  // namespace request_packets

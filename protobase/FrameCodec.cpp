@@ -1,0 +1,286 @@
+#include "FrameCodec.h"
+
+#include <algorithm>
+
+namespace frame
+{
+
+namespace
+{
+// byte 17 * 256 plus byte 16 taken as a signed byte: the sum that both signed
+// readings of the length field start from.
+int signedLengthSum(std::string_view f)
+{
+    const int low = static_cast<signed char>(byteAt(f, kValidLength));  // NOLINT(bugprone-signed-char-misuse)
+    return static_cast<int>(byteAt(f, kValidLength + 1)) * 256 + low;
+}
+
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+    {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f')
+    {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F')
+    {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
+
+unsigned char hexPair(char high, char low)
+{
+    const int h = hexDigit(high);
+    if (h < 0)
+    {
+        return 0;
+    }
+    const int l = hexDigit(low);
+    return static_cast<unsigned char>(l < 0 ? h : h * 16 + l);
+}
+
+bool startsWith(std::string_view buf, unsigned char b0, unsigned char b1)
+{
+    return byteAt(buf, 0) == b0 && byteAt(buf, 1) == b1;
+}
+
+// Both acknowledgement forms: subHeader is 0 (20 bytes) or 18 (38 bytes).
+void buildAcknowledgement(std::string_view report, unsigned char ack, size_t subHeader, std::string& out)
+{
+    const size_t size = kOverhead + subHeader;
+    out.assign(size, '\0');
+    if (report.size() < size)
+    {
+        out.replace(0, kHeaderSize, reinterpret_cast<const char*>(kInvalidPackageAnswer), kHeaderSize);
+    }
+    else
+    {
+        out[kHead0] = static_cast<char>(kDeviceHead0);
+        out[kHead1] = static_cast<char>(kDeviceHead1);
+        out[kAck] = static_cast<char>(ack != 0 ? 2 : 0);
+        out[kLabel] = report[kLabel];
+        // The answer goes back the other way, so the address bytes trade places.
+        out[kFirstAddr] = report[kSecondAddr];
+        out[kSecondAddr] = report[kFirstAddr];
+        out.replace(kDeviceType, kValidLength - kDeviceType, report.substr(kDeviceType, kValidLength - kDeviceType));
+        if (subHeader != 0)
+        {
+            putWord(out, kValidLength, static_cast<unsigned int>(subHeader));
+            out.replace(kData, subHeader, report.substr(kData, subHeader));
+        }
+    }
+    seal(out);
+}
+}  // namespace
+
+// The answer to a report too short to answer: an error acknowledgement (ack
+// 2) from address FE FF with read/write code 1, as the devices expect it.
+const unsigned char kInvalidPackageAnswer[kHeaderSize] = {0xAA, 0x55, 0x02, 0x00, 0xFE, 0xFF, 0x00, 0x00, 0x00,
+                                                          0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
+
+unsigned int wordAt(std::string_view buf, size_t i)
+{
+    return static_cast<unsigned int>(byteAt(buf, i)) | (static_cast<unsigned int>(byteAt(buf, i + 1)) << 8);
+}
+
+unsigned int dwordAt(std::string_view buf, size_t i)
+{
+    return wordAt(buf, i) | (wordAt(buf, i + 2) << 16);
+}
+
+std::string_view slice(std::string_view buf, size_t first, size_t count)
+{
+    return first < buf.size() ? buf.substr(first, count) : std::string_view();
+}
+
+void putWord(std::string& buf, size_t i, unsigned int value)
+{
+    // Low byte first.
+    if (i < buf.size())
+    {
+        buf[i] = static_cast<char>(value & 0xFF);
+    }
+    if (i + 1 < buf.size())
+    {
+        buf[i + 1] = static_cast<char>((value >> 8) & 0xFF);
+    }
+}
+
+void putDword(std::string& buf, size_t i, unsigned int value)
+{
+    putWord(buf, i, value & 0xFFFF);
+    putWord(buf, i + 2, value >> 16);
+}
+
+bool hasDeviceHead(std::string_view buf)
+{
+    return startsWith(buf, kDeviceHead0, kDeviceHead1);
+}
+
+bool hasServerHead(std::string_view buf)
+{
+    return startsWith(buf, kServerHead0, kServerHead1);
+}
+
+unsigned int declaredLength(std::string_view f)
+{
+    return wordAt(f, kValidLength);
+}
+
+unsigned int searchLength(std::string_view f)
+{
+    return static_cast<unsigned int>(signedLengthSum(f)) & 0xFFFFu;
+}
+
+unsigned int recordLength(std::string_view f)
+{
+    return static_cast<unsigned int>(signedLengthSum(f));
+}
+
+PushedExtent pushedExtent(std::string_view buf)
+{
+    PushedExtent extent;
+    if (buf.size() < kOverhead)
+    {
+        return extent;
+    }
+    extent.headerPresent = true;
+    extent.dataLength = searchLength(buf);
+    extent.frameLength = extent.dataLength + kOverhead;
+    extent.complete = extent.frameLength <= buf.size();
+    return extent;
+}
+
+unsigned int checksumSum(std::string_view bytes)
+{
+    unsigned int sum = kCheckoutSeed;
+    for (const char c : bytes)
+    {
+        sum += static_cast<unsigned char>(c);
+    }
+    return sum;
+}
+
+unsigned int frameChecksumSum(std::string_view f)
+{
+    return f.size() > 4 ? checksumSum(f.substr(2, f.size() - 4)) : kCheckoutSeed;
+}
+
+unsigned int storedChecksum(std::string_view f)
+{
+    return f.size() < 2 ? 0 : wordAt(f, f.size() - 2);
+}
+
+unsigned int seal(std::string& f)
+{
+    const unsigned int sum = frameChecksumSum(f);
+    // Low byte first, in the frame's last two bytes.
+    if (f.size() >= 2)
+    {
+        putWord(f, f.size() - 2, sum & 0xFFFF);
+    }
+    return sum;
+}
+
+std::string encodeRequest(const RequestHeader& header, size_t length)
+{
+    std::string f(std::max(length, kOverhead), '\0');
+    f[kHead0] = static_cast<char>(kServerHead0);
+    f[kHead1] = static_cast<char>(kServerHead1);
+    f[kLabel] = static_cast<char>(header.label);
+    f[kFirstAddr] = static_cast<char>(header.firstAddr);
+    f[kSecondAddr] = static_cast<char>(header.secondAddr);
+    f[kDeviceType] = static_cast<char>(header.deviceType);
+    f[kByte7] = static_cast<char>(header.byte7);
+    putWord(f, kScanBoard, header.scanBoard & 0xFFFF);
+    f[kReadWriteCode] = static_cast<char>(header.readWriteCode);
+    f[kPacketType] = static_cast<char>(header.packetType);
+    putDword(f, kRegisterAddr, header.registerAddr);
+    putWord(f, kValidLength, header.validLength & 0xFFFF);
+    return f;
+}
+
+Header decodeHeader(std::string_view f)
+{
+    Header h;
+    h.head[0] = byteAt(f, kHead0);
+    h.head[1] = byteAt(f, kHead1);
+    h.ack = byteAt(f, kAck);
+    h.label = byteAt(f, kLabel);
+    h.firstAddr = byteAt(f, kFirstAddr);
+    h.secondAddr = byteAt(f, kSecondAddr);
+    h.deviceType = byteAt(f, kDeviceType);
+    h.byte7 = byteAt(f, kByte7);
+    h.scanBoard[0] = byteAt(f, kScanBoard);
+    h.scanBoard[1] = byteAt(f, kScanBoard + 1);
+    h.readWriteCode = byteAt(f, kReadWriteCode);
+    h.packetType = byteAt(f, kPacketType);
+    for (size_t i = 0; i < 4; ++i)
+    {
+        h.registerAddr[i] = byteAt(f, kRegisterAddr + i);
+    }
+    h.validLength = declaredLength(f);
+    return h;
+}
+
+Decoded decode(std::string_view f)
+{
+    Decoded d;
+    d.header = decodeHeader(f);
+    d.data = slice(f, kData, d.header.validLength);
+    d.checksum = slice(f, kData + d.header.validLength, kChecksumSize);
+    return d;
+}
+
+std::string_view replyData(std::string_view f, unsigned int declared)
+{
+    const size_t available = f.size() > kOverhead ? f.size() - kOverhead : 0;
+    return f.substr(std::min(f.size(), kData), std::min<size_t>(declared, available));
+}
+
+void appendRecordData(std::string_view f, unsigned int count, std::vector<unsigned char>& out)
+{
+    if (f.size() < kOverhead)
+    {
+        return;
+    }
+    unsigned char p = kData;
+    for (unsigned int i = 0; i < count && p < f.size() - kChecksumSize; ++i, ++p)
+    {
+        out.push_back(static_cast<unsigned char>(f[p]));
+    }
+}
+
+SubHeader readSubHeader(std::string_view sub)
+{
+    SubHeader s;
+    s.validLen = wordAt(sub, kSubValidLen);
+    s.packetSum = dwordAt(sub, kSubPacketSum);
+    s.sequence = dwordAt(sub, kSubSequence);
+    s.lenExp = byteAt(sub, kSubLenExp);
+    return s;
+}
+
+void acknowledge(std::string_view report, unsigned char ack, std::string& out)
+{
+    buildAcknowledgement(report, ack, 0, out);
+}
+
+void acknowledgeVariant(std::string_view report, unsigned char ack, std::string& out)
+{
+    buildAcknowledgement(report, ack, kSubHeaderSize, out);
+}
+
+void appendHexBytes(std::string_view hex, std::string& out)
+{
+    for (size_t i = 1; i < hex.size(); i += 2)
+    {
+        out += static_cast<char>(hexPair(hex[i - 1], hex[i]));
+    }
+}
+
+}  // namespace frame
