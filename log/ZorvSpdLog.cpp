@@ -40,6 +40,7 @@ struct LoggerState
     std::atomic<int> threshold{levelFromEnvironment()};
     std::mutex mutex;
     std::FILE* file = nullptr;
+    bool discard = false;
     zorvlog::CaptureHook hook;
 };
 
@@ -104,6 +105,12 @@ void emit(em_LOG_LEVEL level, const char* signature, int line, std::string messa
     if (logger.hook)
     {
         logger.hook(zorvlog::LogRecord{level, signature != nullptr ? signature : "", line, std::move(message)});
+        return;
+    }
+    if (logger.discard)
+    {
+        std::snprintf(nullptr, 0, "%s [%s] %s:%d %s\n", timestamp().c_str(), kLevelNames[level],
+                      signature != nullptr ? signature : "", line, message.c_str());
         return;
     }
     std::FILE* out = logger.file != nullptr ? logger.file : stderr;
@@ -221,6 +228,13 @@ bool setOutputFile(const std::string& path)
     }
     logger.file = file;
     return true;
+}
+
+void setDiscardOutput(bool discard)
+{
+    LoggerState& logger = state();
+    std::lock_guard<std::mutex> lock(logger.mutex);
+    logger.discard = discard;
 }
 
 void setCaptureHook(CaptureHook hook)
