@@ -12,6 +12,7 @@
 #include <atomic>
 #include <cctype>
 #include <chrono>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -42,10 +43,39 @@ em_LOG_LEVEL levelFromEnvironment()
     return level;
 }
 
-// Everything the logger keeps; ZorvSpdLog itself has no data members.
+// The threshold, the first thing every call reads: one atomic load from a
+// fixed place. It starts as kUnread, which no level passes; the first call
+// that finds it so reads ZORV_LOG_LEVEL.
+constexpr int kUnread = INT_MAX;
+std::atomic<int> g_threshold{kUnread};
+
+int readThreshold()
+{
+    int expected = kUnread;
+    // A level set meanwhile wins over the environment.
+    g_threshold.compare_exchange_strong(expected, levelFromEnvironment(), std::memory_order_relaxed);
+    return g_threshold.load(std::memory_order_relaxed);
+}
+
+int threshold()
+{
+    const int value = g_threshold.load(std::memory_order_relaxed);
+    return value != kUnread ? value : readThreshold();
+}
+
+bool passes(em_LOG_LEVEL level)
+{
+    const int value = g_threshold.load(std::memory_order_relaxed);
+    if (level < value && (value != kUnread || level < readThreshold()))
+    {
+        return false;
+    }
+    return level < ZORV_LOG_OFF && level >= 0;
+}
+
+// Everything else the logger keeps; ZorvSpdLog itself has no data members.
 struct LoggerState
 {
-    std::atomic<int> threshold{levelFromEnvironment()};
     // Copies of discard and of whether a hook is set, kept for reading
     // without the lock; both are changed under it.
     std::atomic<bool> discarding{false};
@@ -62,11 +92,6 @@ LoggerState& state()
 {
     static LoggerState* const instance = new LoggerState;
     return *instance;
-}
-
-bool passes(em_LOG_LEVEL level)
-{
-    return level >= state().threshold.load(std::memory_order_relaxed) && level < ZORV_LOG_OFF && level >= 0;
 }
 
 // One line being built: on the stack, moved to the heap only if it outgrows
@@ -218,7 +243,6 @@ void emit(em_LOG_LEVEL level, const char* signature, int line, LineBuffer& text,
 ZorvSpdLog* ZorvSpdLog::getLoger()
 {
     static ZorvSpdLog logger;
-    state();
     return &logger;
 }
 
@@ -278,12 +302,12 @@ namespace zorvlog
 
 void setLevel(em_LOG_LEVEL level)
 {
-    state().threshold.store(level, std::memory_order_relaxed);
+    g_threshold.store(level, std::memory_order_relaxed);
 }
 
 em_LOG_LEVEL level()
 {
-    return static_cast<em_LOG_LEVEL>(state().threshold.load(std::memory_order_relaxed));
+    return static_cast<em_LOG_LEVEL>(threshold());
 }
 
 bool parseLevel(const std::string& text, em_LOG_LEVEL& level)
