@@ -38,6 +38,11 @@ const char* levelName(em_LOG_LEVEL level);
 // Returns false (and keeps the previous target) when the file cannot be opened.
 bool setOutputFile(const std::string& path);
 
+// While set, each line that passes the threshold is formatted in full, as
+// for a file, and then dropped: the logger's own cost without that of the
+// output. A capture hook still takes the lines.
+void setDiscardOutput(bool discard);
+
 // While a hook is set, each line that passes the threshold goes to the hook
 // instead of the output. The hook runs under the logger's lock: it must not
 // log itself. Pass an empty hook to remove it.

@@ -44,13 +44,34 @@ TEST_F(LoggerTest, FileLinesCarryTimestampLevelSignatureLineAndMessage)
     ASSERT_TRUE(zorvlog::setOutputFile(path));
     logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "void __cdecl f(int)", 42, "hello %d", 7);
     logger.add16StrLogtoList(ZORV_LOG_TRACE, "hex", 9, std::string("\xAA\x55\x00\x0A", 4));
-    logger.addLogtoZorvSpdLog(ZORV_LOG_FATAL, "s", 1, "%s", std::string(1000, 'x').c_str());
+    logger.addLogtoZorvSpdLog(ZORV_LOG_FATAL, "s", 1, "%s", std::string(3000, 'x').c_str());  // past 2 KiB
     ASSERT_TRUE(zorvlog::setOutputFile(""));
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
     std::remove(path.c_str());
     // Each line: timestamp (here <time>), level, signature:line, message.
     EXPECT_EQ("<time> [WARN] void __cdecl f(int):42 hello 7\n<time> [TRACE] hex:9 AA 55 00 0A\n<time> [FATAL] s:1 " +
-                  std::string(1000, 'x') + "\n",
+                  std::string(3000, 'x') + "\n",
+              std::regex_replace(text.str(), std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"), "<time>"));
+}
+
+TEST_F(LoggerTest, DiscardedLinesAreNotWrittenButStillReachAHook)
+{
+    ZorvSpdLog& logger = *ZorvSpdLog::getLoger();
+    const std::string path = ::testing::TempDir() + "zorv_logger_discard_test.log";
+    zorvlog::setDiscardOutput(true);
+    logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "sig", 1, "hooked %d", 1);
+    zorvlog::setCaptureHook(nullptr);
+    ASSERT_TRUE(zorvlog::setOutputFile(path));
+    logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "sig", 2, "dropped %d", 2);
+    logger.add16StrLogtoList(ZORV_LOG_WARN, "sig", 3, "\x01");
+    zorvlog::setDiscardOutput(false);
+    logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "sig", 4, "written %d", 4);
+    ASSERT_TRUE(zorvlog::setOutputFile(""));
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    std::remove(path.c_str());
+    EXPECT_EQ("3 hooked 1|", transcript());
+    EXPECT_EQ("<time> [WARN] sig:4 written 4\n",
               std::regex_replace(text.str(), std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3})"), "<time>"));
 }
