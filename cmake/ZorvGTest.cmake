@@ -1,6 +1,11 @@
 # GoogleTest for the test program: the installed package when one fits the
 # target platform, else built here from sources (Debian's libgtest-dev ships
 # them in /usr/src/googletest). The mingw-w64 cross build takes the second way.
+# Included by every directory with tests: GoogleTest built here once serves
+# them all.
+if(TARGET GTest::gtest_main)
+  return()
+endif()
 find_package(GTest QUIET)
 if(GTest_FOUND)
   return()
