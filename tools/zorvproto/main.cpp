@@ -18,6 +18,7 @@ int main(int argc, char** argv)
     int status = zorvproto::kExitOk;
     zorvproto::addEncodeCommand(app, status);
     zorvproto::addDecodeCommand(app, status);
+    zorvproto::addDemoCommand(app, status);
 
     const auto command = [&app] {
         const auto used = app.get_subcommands();
