@@ -169,26 +169,26 @@ void runEncode(const EncodeOptions& o, int& status)
         throw UsageError("the library rejected the request with result " + std::to_string(static_cast<int>(result)) +
                          " (run with --log-level info to see why)");
     }
-    const Variant variant = o.key == kVariantKey ? Variant::Always : Variant::Standard;
-    size_t index = 0;
+    std::string all;
     for (const ST_MSGToHardDriver& msg : msgs)
     {
-        const std::string& f = *msg.frame;
-        if (o.binary)
+        all += *msg.frame;
+        if (!o.binary && !o.annotate)
         {
-            std::cout.write(f.data(), static_cast<std::streamsize>(f.size()));
+            std::cout << toHex(*msg.frame) << '\n';
         }
-        else if (o.annotate)
+    }
+    if (o.binary)
+    {
+        std::cout.write(all.data(), static_cast<std::streamsize>(all.size()));
+    }
+    else if (o.annotate)
+    {
+        // Annotated as decode prints the same bytes.
+        size_t index = 0;
+        for (const Piece& piece : cutFrames(all, o.key == kVariantKey ? Variant::Always : Variant::Standard))
         {
-            const std::vector<Piece> pieces = cutFrames(f, variant);
-            for (const Piece& piece : pieces)
-            {
-                std::cout << describe(piece, ++index, TextOptions{o.full ? 0u : 64u});
-            }
-        }
-        else
-        {
-            std::cout << toHex(f) << '\n';
+            std::cout << describe(piece, ++index, TextOptions{o.full ? 0u : 64u});
         }
     }
     std::cout.flush();
