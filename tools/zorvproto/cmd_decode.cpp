@@ -113,7 +113,7 @@ void addDecodeCommand(CLI::App& app, int& status)
                 "field asks for; every other frame is 20 bytes plus its length field.\n"
                 "Examples:\n"
                 "  zorvproto decode frames.txt\n"
-                "  echo '55 aa 00 01 00 00 00 00 00 00 00 00 00 20 00 00 00 01 57 56' | zorvproto decode\n"
+                "  echo '55 aa 00 01 00 00 00 00 00 00 00 00 00 20 00 00 00 01 77 55' | zorvproto decode\n"
                 "  zorvproto decode --log server.log --json");
     cmd->callback([o, &status] { runDecode(*o, status); });
 }

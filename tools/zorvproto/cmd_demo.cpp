@@ -399,7 +399,8 @@ public:
             {
                 if (hidden != 0)
                 {
-                    m_out.line("  ... " + std::to_string(hidden) + " more exchanges, each reply accepted");
+                    m_out.line("  ... " + std::to_string(hidden) +
+                               (hidden == 1 ? " more exchange" : " more exchanges") + ", each reply accepted");
                     hidden = 0;
                 }
                 m_out.line(wireLine("TX", tx, m_variant));
@@ -419,7 +420,8 @@ public:
         m_out.endProgress();
         if (hidden != 0 && show == Show::Ends)
         {
-            m_out.line("  ... " + std::to_string(hidden) + " more exchanges, each reply accepted");
+            m_out.line("  ... " + std::to_string(hidden) + (hidden == 1 ? " more exchange" : " more exchanges") +
+                       ", each reply accepted");
         }
         return outcome;
     }
@@ -535,7 +537,8 @@ std::string readBack(KeyRun& run, em_RequestType type, std::uint32_t addr, size_
         const bool shown = i < kShownHead || i + kShownTail >= count;
         if (shown && hidden != 0)
         {
-            run.out().line("  ... " + std::to_string(hidden) + " more requests, each reply accepted");
+            run.out().line("  ... " + std::to_string(hidden) + (hidden == 1 ? " more request" : " more requests") +
+                           ", each reply accepted");
             hidden = 0;
         }
         hidden += shown ? 0 : 1;
@@ -870,7 +873,7 @@ void addDemoCommand(CLI::App& app, int& status)
                     "level debug (read it back with 'zorvproto decode --log')");
     cmd->footer("Examples:\n"
                 "  zorvproto demo\n"
-                "  zorvproto demo --size 8M --quiet\n"
+                "  zorvproto demo --size 0x800000 --quiet\n"
                 "  zorvproto demo --log-level debug --log-file demo.log && zorvproto decode --log demo.log");
     cmd->callback([o, &status] { runDemo(*o, status); });
 }
