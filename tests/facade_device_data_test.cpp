@@ -48,41 +48,36 @@ TEST_F(FacadeDeviceDataTest, EveryResultLeavesTheBufferAsDocumented)
     m_mapProto["3rd-proto"] = analyzer;
     m_mapProto["empty"] = nullptr;
     const std::string a = hexBytes("aa 55 00 01 00 00 00 00 00 00 00 00 00 00 00 00 04 00 01 02 03 04 64 55");
-    const std::string header = "checkThridPackageHeaderFlag,tmpBuffe.size =[",
-                      length = "checkValidLength,tmpBuffe.size =[";
-    const std::string analysis =
-        "analyzeFromHardDriver, em_RequestType = 0,ProtoBase.analyzeFromHardDriver's nOpers(bool) = ";
+    // The intake's lines, by the sizes they print.
+    const auto waiting = [](int in, int all) {
+        return "checkValidLength,tmpBuffe.size =[" + std::to_string(in) + "],m_buffer.size=[" + std::to_string(all) +
+               "], (em_ProtoAnalyze)nCheck=[10].";
+    };
+    const auto badHead = [](int in, int all) {
+        return "checkThridPackageHeaderFlag,tmpBuffe.size =[" + std::to_string(in) + "],m_buffer.size=[" +
+               std::to_string(all) + "].";
+    };
+    const auto analysed = [](int result) {
+        return "analyzeFromHardDriver, em_RequestType = 0,ProtoBase.analyzeFromHardDriver's nOpers(bool) = " +
+               std::to_string(result) + ".";
+    };
     const em_LOG_LEVEL info = ZORV_LOG_INFO, debug = ZORV_LOG_DEBUG, warn = ZORV_LOG_WARN;
     const Call calls[] = {
-        {.input = a.substr(0, 10),
-         .result = 6,
-         .level = info,
-         .log = length + "10],m_buffer.size=[10], (em_ProtoAnalyze)nCheck=[10]."},
+        {.input = a.substr(0, 10), .result = 6, .level = info, .log = waiting(10, 10)},
         {.key = "none", .result = 5, .level = warn, .log = "proto buffer is empty."},  // before the key is looked up
         {.key = "3RD-PROTO", .input = a, .result = 1, .level = warn, .log = "map proto is not contain match key."},
         {.key = "empty", .input = a, .result = 1, .level = warn, .log = "not found proto object."},
-        {.input = a.substr(10) + a.substr(0, 5),
-         .offset = 24,
-         .result = 0,
-         .level = debug,
-         .log = analysis + "0."},  // the 10 bytes were kept
-        {.input = a.substr(5, 5),
-         .result = 6,
-         .level = info,
-         .log = length + "5],m_buffer.size=[10], (em_ProtoAnalyze)nCheck=[10]."},
+        // The 10 bytes were kept.
+        {.input = a.substr(10) + a.substr(0, 5), .offset = 24, .result = 0, .level = debug, .log = analysed(0)},
+        {.input = a.substr(5, 5), .result = 6, .level = info, .log = waiting(5, 10)},
         {.input = a.substr(10), .result = 255, .level = warn, .log = " end! clear buffer."},  // nothing used: failed
-        {.input = a.substr(0, 22),
-         .result = 6,
-         .level = info,
-         .log = length + "22],m_buffer.size=[22], (em_ProtoAnalyze)nCheck=[10]."},
-        {.input = a.substr(22), .scripted = 17, .offset = 3, .result = 255, .level = debug, .log = analysis + "17."},
-        {.input = hexBytes("aa"),
-         .result = 8,
-         .level = info,
-         .log = header + "1],m_buffer.size=[1]."},  // byte 1 reads as the terminating zero
-        {.input = a.substr(1), .offset = 24, .result = 0, .level = debug, .log = analysis + "0."},
-        {.input = hexBytes("55 aa 00"), .result = 8, .level = info, .log = header + "3],m_buffer.size=[3]."},
-        {.input = a, .result = 8, .level = info, .log = header + "24],m_buffer.size=[27]."},  // a wrong header stays
+        {.input = a.substr(0, 22), .result = 6, .level = info, .log = waiting(22, 22)},
+        {.input = a.substr(22), .scripted = 17, .offset = 3, .result = 255, .level = debug, .log = analysed(17)},
+        // Byte 1 of a lone aa reads as the terminating zero.
+        {.input = hexBytes("aa"), .result = 8, .level = info, .log = badHead(1, 1)},
+        {.input = a.substr(1), .offset = 24, .result = 0, .level = debug, .log = analysed(0)},
+        {.input = hexBytes("55 aa 00"), .result = 8, .level = info, .log = badHead(3, 3)},
+        {.input = a, .result = 8, .level = info, .log = badHead(24, 27)},  // a wrong header stays
     };
     for (const Call& call : calls)
     {
@@ -115,44 +110,49 @@ std::string fresh(unsigned int from, size_t n)
     return kFresh.readRegisters(0x1000 + from, n);
 }
 
-struct Transfer
+// One request; after the last reply, the record and the file; the device's 256 bytes from 0x1000.
+struct Ask
 {
-    const char* name;
-    const char* key = "3rd-proto";
+    bool variant = false;
     em_RequestType type = emRequestReadRegister;
-    unsigned int maxLen = 64;
     bool selfIncreasing = true;
     std::string data;
     unsigned long long length = 0;
-    std::string path;        // the output of a file read, the input of a file write
-    std::string fileBefore;  // what that file holds before the request
-    Received end;            // after the last reply
-    std::string registers;   // the device's 256 bytes from 0x1000 after the transfer
+    std::string fileBefore;  // what the local file holds before the request
 };
+
+struct Transfer
+{
+    const char* name;
+    Ask ask;
+    Received end;
+    std::string registers;
+};
+
+Received ended(unsigned long long length, std::string data, std::string file = "")
+{
+    return {0, 0, length, std::move(data), std::move(file)};
+}
 
 // The request goes out on a fresh facade; the device's replies, one stream, are fed in the pieces the split
 // runner chooses. A piece that spans two replies is cut where the first ends, as a server must do: the facade
 // would glue the partial frame to the first.
-void transfer(const Transfer& t)
+void transfer(const Transfer& t, const std::string& path)
 {
-    TestDevice device(std::string(t.key) == "3rd-proto" ? TestDevice::Flavor::Standard : TestDevice::Flavor::Variant);
-    INTER_ST::ThirdGenerationCommRequest_Data request{0,
-                                                      0,
-                                                      0,
-                                                      {},
-                                                      0,
-                                                      t.type == emRequestWriteRegister || t.type == emRequestWriteFile,
-                                                      {0, 0x10, 0, 0},
-                                                      t.length,
-                                                      {t.data.begin(), t.data.end()},
-                                                      0};
-    std::remove(t.path.c_str());
-    if (!t.fileBefore.empty())
-        std::ofstream(t.path, std::ios::binary) << t.fileBefore;
+    const Ask& ask = t.ask;
+    const char* const key = ask.variant ? "3rdOrvane-proto" : "3rd-proto";
+    TestDevice device(ask.variant ? TestDevice::Flavor::Variant : TestDevice::Flavor::Standard);
+    INTER_ST::ThirdGenerationCommRequest_Data request;
+    request.readWriteCode = ask.type == emRequestWriteRegister || ask.type == emRequestWriteFile;
+    request.registerAddr = {0, 0x10, 0, 0};
+    request.validLength = ask.length;
+    request.data.assign(ask.data.begin(), ask.data.end());
+    std::remove(path.c_str());
+    if (!ask.fileBefore.empty())
+        std::ofstream(path, std::ios::binary) << ask.fileBefore;
     const auto send = [&](ProtoStub& stub, std::vector<ST_MSGToHardDriver>& sent) {
         std::list<ST_MSGToHardDriver> msgs;
-        EXPECT_EQ(emProtoSuccess,
-                  stub.analyze_ClientData(t.maxLen, t.key, t.type, &request, msgs, t.path, t.selfIncreasing));
+        EXPECT_EQ(emProtoSuccess, stub.analyze_ClientData(64, key, ask.type, &request, msgs, path, ask.selfIncreasing));
         sent.assign(msgs.begin(), msgs.end());
     };
     ProtoStub first;
@@ -173,19 +173,19 @@ void transfer(const Transfer& t)
             for (size_t done = 0; done < piece.size(); j += fed == ends[j])
             {
                 const size_t n = std::min(piece.size() - done, ends[j] - fed);
-                r.result = stub->analyze_DeviceData(t.key, t.type, piece.substr(done, n), (*msgs)[j]);
+                r.result = stub->analyze_DeviceData(key, ask.type, piece.substr(done, n), (*msgs)[j]);
                 done += n;
                 fed += n;
             }
             if (fed < replies.size())
                 return r;
-            const auto record = stub->getReplyPackage(t.key);
-            std::ifstream file(t.path, std::ios::binary);  // read while the facade lives: closed means complete
-            return Received{r.result,
-                            record->ack,
-                            record->validDataLength,
-                            {record->data.begin(), record->data.end()},
-                            {std::istreambuf_iterator<char>(file), {}}};
+            const auto record = stub->getReplyPackage(key);
+            std::ifstream file(path, std::ios::binary);  // read while the facade lives: closed means complete
+            r.ack = record->ack;
+            r.length = record->validDataLength;
+            r.data.assign(record->data.begin(), record->data.end());
+            r.file.assign(std::istreambuf_iterator<char>(file), {});
+            return r;
         };
     };
     // Within a reply: 8 for its lone first byte 0xAA (byte 1 reads as the terminating zero), else 6.
@@ -209,89 +209,49 @@ TEST_F(FacadeDeviceDataTest, TransfersEndTheSameHoweverTheRepliesArrive)
     const std::string echo = hexBytes("a2 01000000 00000000 ab ac ad ae af b0 02 e1 e2");
     const std::string read = hexBytes("a0 a1") + echo;
     const std::string full = hexBytes("2e 00") + echo, last = hexBytes("0e 00") + echo;
-    const em_RequestType write = emRequestWriteRegister;
+    const em_RequestType write = emRequestWriteRegister, readFile = emRequestReadFile, writeFile = emRequestWriteFile;
     const Transfer transfers[] = {
-        {.name = "read, three packets, address increasing",
-         .length = 150,
-         .end = {.length = 150, .data = fresh(0, 150)},
-         .registers = fresh(0, 256)},
-        {.name = "read, three packets, address repeated",
-         .selfIncreasing = false,
-         .length = 150,
-         .end = {.length = 150, .data = fresh(0, 64) + fresh(0, 64) + fresh(0, 22)},
-         .registers = fresh(0, 256)},
-        {.name = "write, three packets, address increasing",
-         .type = write,
-         .data = w,
-         .length = 150,
-         .registers = w + fresh(150, 106)},
-        // Every packet goes to 0x1000: the last (22 bytes) over the second.
-        {.name = "write, three packets, address repeated",
-         .type = write,
-         .selfIncreasing = false,
-         .data = w,
-         .length = 150,
-         .registers = w.substr(128) + w.substr(86, 42) + fresh(64, 192)},
+        {"read, three packets, address repeated",
+         {.selfIncreasing = false, .length = 150},
+         ended(150, fresh(0, 64) + fresh(0, 64) + fresh(0, 22)),
+         fresh(0, 256)},
+        {"write, three packets, address repeated",
+         {.type = write, .selfIncreasing = false, .data = w, .length = 150},
+         {},
+         w.substr(128) + w.substr(86, 42) + fresh(64, 192)},
         // Read while the facade lives, the file is whole: it was closed when the last reply arrived.
-        {.name = "file read",
-         .type = emRequestReadFile,
-         .length = 150,
-         .path = file,
-         .fileBefore = "old",
-         .end = {.length = 150, .data = fresh(0, 150), .file = fresh(0, 150)},
-         .registers = fresh(0, 256)},
-        // Logged, the reply still completes.
-        {.name = "file read into a path that cannot be opened",
-         .type = emRequestReadFile,
-         .length = 100,
-         .path = unopenable,
-         .end = {.length = 100, .data = fresh(0, 100)},
-         .registers = fresh(0, 256)},
-        {.name = "file write",
-         .type = emRequestWriteFile,
-         .path = file,
-         .fileBefore = w,
-         .end = {.file = w},
-         .registers = w + fresh(150, 106)},
-        {.name = "variant read",
-         .key = "3rdOrvane-proto",
-         .data = sub,
-         .length = 60,
-         .end = {.length = 60, .data = read + fresh(0, 40)},
-         .registers = fresh(0, 256)},
-        // The variant's replies go to the record only; the old file is gone.
-        {.name = "variant file read",
-         .key = "3rdOrvane-proto",
-         .type = emRequestReadFile,
-         .data = sub,
-         .length = 60,
-         .path = file,
-         .fileBefore = "old",
-         .end = {.length = 60, .data = read + fresh(0, 40)},
-         .registers = fresh(0, 256)},
+        {"file read",
+         {.type = readFile, .length = 150, .fileBefore = "old"},
+         ended(150, fresh(0, 150), fresh(0, 150)),
+         fresh(0, 256)},
+        {"file write", {.type = writeFile, .fileBefore = w}, ended(0, "", w), w + fresh(150, 106)},
+        {"variant file read",
+         {.variant = true, .type = readFile, .data = sub, .length = 60, .fileBefore = "old"},
+         ended(60, read + fresh(0, 40)),
+         fresh(0, 256)},
         // At most 44 payload bytes a packet; the length is the count of the reply that completed the transfer.
-        {.name = "variant write, four packets",
-         .key = "3rdOrvane-proto",
-         .type = write,
-         .data = sub + w,
-         .length = 170,
-         .end = {.length = 20, .data = full + full + full + hexBytes("14 00") + echo},
-         .registers = w + fresh(150, 106)},
-        {.name = "variant file write, three packets",
-         .key = "3rdOrvane-proto",
-         .type = emRequestWriteFile,
-         .data = sub,
-         .path = file,
-         .fileBefore = w.substr(0, 100),
-         .end = {.length = 20, .data = full + full + last, .file = w.substr(0, 100)},
-         .registers = w.substr(0, 100) + fresh(100, 156)},
+        {"variant write, four packets",
+         {.variant = true, .type = write, .data = sub + w, .length = 170},
+         ended(20, full + full + full + hexBytes("14 00") + echo),
+         w + fresh(150, 106)},
+        {"variant file write, three packets",
+         {.variant = true, .type = writeFile, .data = sub, .fileBefore = w.substr(0, 100)},
+         ended(20, full + full + last, w.substr(0, 100)),
+         w.substr(0, 100) + fresh(100, 156)},
     };
     for (const Transfer& t : transfers)
     {
         SCOPED_TRACE(t.name);
-        transfer(t);
+        transfer(t, file);
         clearLog();
     }
+    // Logged, the reply still completes.
+    transfer({"file read into a path that cannot be opened",
+              {.type = readFile, .length = 100},
+              ended(100, fresh(0, 100)),
+              fresh(0, 256)},
+             unopenable);
+    EXPECT_TRUE(logged(ZORV_LOG_WARN, "filepath:[" + unopenable + "] open failed ..."));
     std::remove(file.c_str());
 }
 

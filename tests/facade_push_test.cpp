@@ -4,7 +4,6 @@
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/SplitRunner.h"
-#include "support/TestDevice.h"
 #include "support/Throws.h"
 
 #include <ostream>
@@ -137,21 +136,27 @@ TEST_F(FacadePushTest, FramesAreClassifiedOnlyOnceWholeAndPushedReportsDecoded)
 
 TEST_F(FacadePushTest, ReportStreamGivesGoodReportsFirstAndAnEmptyMatchListThrows)
 {
-    // Each report's acknowledgement and ack; the buffer is always emptied.
+    // Each report's 20-byte acknowledgement, its ack and its record's; the buffer is always emptied.
     const auto acks = [this](std::string buffer) {
+        clearLog();
         Reports reports;
         analyze_DeviceReportData(buffer, "3rd-proto", reports);
         Lines out;
         for (const ST_DeviceAutoReportResponseInfo& info : reports)
-            out.push_back(toHex(*info.answer) + ", ack " + std::to_string(info.ack));
+            out.push_back(toHex(*info.answer) + ", ack " + std::to_string(info.ack) + ", record ack " +
+                          std::to_string(info.response->ack));
         EXPECT_TRUE(buffer.empty());
         return out;
     };
-    EXPECT_EQ(Lines({"aa 55 00 07 02 01 03 04 05 06 00 00 10 00 00 00 00 00 81 55, ack 0",
-                     "aa 55 02 20 22 11 33 44 55 66 00 01 10 20 30 40 00 00 7d 57, ack 5",
-                     "aa 55 00 09 02 01 03 04 05 06 00 00 10 00 00 00 00 00 83 55, ack 0"}),
+    EXPECT_EQ(Lines({"aa 55 00 07 02 01 03 04 05 06 00 00 10 00 00 00 00 00 81 55, ack 0, record ack 0",
+                     "aa 55 02 20 22 11 33 44 55 66 00 01 10 20 30 40 00 00 7d 57, ack 5, record ack 5",
+                     "aa 55 00 09 02 01 03 04 05 06 00 00 10 00 00 00 00 00 83 55, ack 0, record ack 0"}),
               acks(hexBytes("ee" + std::string(kR1) + kBroken + kR2)));
-    EXPECT_EQ(Lines({"aa 55 02 00 fe ff 00 00 00 00 01 00 00 00 00 00 00 00 55 57, ack 255"}), acks(""));
+    // No head at all: the whole buffer is one failed report, too short to decode (the record keeps its defaults).
+    EXPECT_EQ(Lines({"aa 55 02 00 fe ff 00 00 00 00 01 00 00 00 00 00 00 00 55 57, ack 255, record ack 2"}), acks(""));
+    EXPECT_EQ(Lines({"3  invalid package , size is [0] ", "3  invalid package , size is [0] "}),
+              lines("", ZORV_LOG_WARN));
+    EXPECT_TRUE(logged(ZORV_LOG_TRACE, "convertDeviceReportDataToProtoResponse end. "));
     std::string buffer = hexBytes(kR1);
     std::vector<std::string> ok, failed;
     EXPECT_THROW_MSG(ProtoAnalyze3rd_Orvane().upPackageListWithoutLabelMatching(buffer, {}, ok, failed),
@@ -252,30 +257,6 @@ TEST_F(FacadePushTest, VariantPushDataDecodesAcknowledgesAndWarnsButAlwaysSuccee
         EXPECT_EQ(c.answer, toHex(*reports[0].answer));
         EXPECT_EQ(c.log, lines());
     }
-}
-
-TEST_F(FacadePushTest, DevicePushesAreDecodedAndAcknowledgedAsTheDeviceExpects)
-{
-    const TestDevice device(TestDevice::Flavor::Variant);
-    const std::string pushes[] = {device.pushReport(0x21, 0x10, 2, 0, "abc"), device.pushReport(0x22, 0x18, 2, 1, "")};
-    Reports reports;
-    for (const std::string& pushed : pushes)
-    {
-        unsigned long long frameLen = 0;
-        bool flag = false;
-        EXPECT_EQ(emProtoSuccess, isAutoPushThirdPackage(pushed + "tail", frameLen, flag, reports));
-        EXPECT_TRUE(frameLen == pushed.size() && flag == (pushed[10] == 0x10));
-        ASSERT_FALSE(reports.empty());
-        EXPECT_TRUE(TestDevice::acceptsPushAcknowledgement(pushed, *reports.back().answer));
-        EXPECT_EQ(pushed.substr(18, pushed.size() - 20),
-                  std::string(reports.back().response->data.begin(), reports.back().response->data.end()));
-    }
-    // The same reports as a stream: split at their heads, both good.
-    std::string stream = pushes[0] + pushes[1];
-    reports.clear();
-    analyze_DeviceReportData(stream, "3rdOrvane-proto", reports);
-    ASSERT_EQ(2u, reports.size());
-    EXPECT_TRUE(stream.empty() && reports[0].response->label == 0x21 && reports[1].response->label == 0x22);
 }
 
 }  // namespace

@@ -118,34 +118,4 @@ TEST_F(ResponseDecodingTest, DecodingAppendsTheFrameToTheRecordWithItsQuirksAndC
     }
 }
 
-TEST_F(ResponseDecodingTest, ReportInfoCarriesTheReportsAckAndTheTwentyByteAcknowledgement)
-{
-    struct Case
-    {
-        std::string report;
-        int ack;
-        const char* answer;
-    };
-    const Case cases[] = {
-        {report(0, 0x00, 0x00, ""), 0, "aa 55 00 09 22 11 33 44 55 66 00 77 bb aa 99 88 00 00 c0 59"},
-        {report(5, 0x00, 0x00, ""), 5, "aa 55 02 09 22 11 33 44 55 66 00 77 bb aa 99 88 00 00 c2 59"},
-        {report(0, 0x00, 0x00, "").substr(0, 19), 255, "aa 55 02 00 fe ff 00 00 00 00 01 00 00 00 00 00 00 00 55 57"},
-    };
-    for (const Case& c : cases)
-    {
-        SCOPED_TRACE(c.answer);
-        clearLog();
-        ST_DeviceAutoReportResponseInfo info;
-        ProtoAnalyze3rd().getDeviceReportDataToProtoResponse(c.report, 255, info);
-        ASSERT_TRUE(info.response && info.answer);
-        EXPECT_EQ(c.ack, info.ack);
-        EXPECT_EQ(c.ack == 255 ? 2 : c.ack, info.response->ack);  // a short report leaves the default record
-        EXPECT_EQ(c.answer, toHex(*info.answer));
-        const Lines shortReport{"3  invalid package , size is [19] ", "3  invalid package , size is [19] "};
-        Lines log = c.ack == 255 ? shortReport : Lines{};
-        log.push_back("0 convertDeviceReportDataToProtoResponse end. ");
-        EXPECT_EQ(log, lines());
-    }
-}
-
 }  // namespace
