@@ -8,8 +8,6 @@ const char* const kStubSig = "enum em_ProtoAnalyze __cdecl ProtoStub::analyze_Cl
                              " &,const enum em_RequestType &,void *,class std::list<struct ST_MSGToHardDriver,class "
                              "std::allocator<struct ST_MSGToHardDriver> > &,const " SIG_STRING " &,const bool &)";
 
-using Lines = std::vector<std::string>;
-
 // The fixture is the facade itself, so that tests reach its registry.
 struct FacadeClientTest : LogCaptureTest, ProtoStub
 {

@@ -11,7 +11,6 @@
 namespace
 {
 using Reports = std::vector<ST_DeviceAutoReportResponseInfo>;
-using Lines = std::vector<std::string>;
 const char* const kR1 = "55 aa 00 07 01 02 03 04 05 06 00 00 10 00 00 00 00 00 81 55";
 const char* const kR2 = "55 aa 05 20 11 22 33 44 55 66 00 01 10 20 30 40 02 00 ab cd fa 58";
 const char* const kBroken = "55 aa 00 09 01 02 03 04 05 06 00 00 10 00 00 00 00 00 00 00";

@@ -11,7 +11,6 @@
 namespace
 {
 
-using Lines = std::vector<std::string>;
 using MatchList = std::vector<ST_MSGToHardDriverMatchOne>;
 const MatchList kReply1 = {{"AA55", 0}, {"1", 3}, {"0", 0}};
 

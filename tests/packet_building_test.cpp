@@ -10,7 +10,6 @@ namespace
 {
 
 using Request = INTER_ST::ThirdGenerationCommRequest_Data;
-using Lines = std::vector<std::string>;
 constexpr unsigned int kAddr = 0x12345678;
 
 // The request's data is a variant sub-header: 80 .. 91.
@@ -64,6 +63,13 @@ protected:
     }
 };
 
+// A message built: its frame, key by the expected replies' count, expected replies, the label line logged.
+Built made(std::string frame, Lines matches, std::string log)
+{
+    const char* const key = matches.size() == 3 ? "3rd-proto" : "3rdOrvane-proto";
+    return {0, std::move(frame), key, std::move(matches), {std::move(log)}};
+}
+
 std::string labelLine(const char* length, const char* scan, const char* code)
 {
     return std::string("0 label[1], datagramLength[") + length + "], addrscr[0x12345678], scanBoardAddr[0x" + scan +
@@ -81,20 +87,17 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
         Built built;
     };
     const std::string ff(256, '\xff');
+    const std::string sub = "80 81 82 00 00 00 00 02 00 00 00 8b 8c 8d 8e 8f 90 91";
     const Case cases[] = {
         {.name = "read of 256",
          .request = request(0),
          .packet = {.readLen = 256, .registerAddr = kAddr},
-         .built = {0,
-                   "55 aa 00 01 11 22 33 66 44 55 00 77 78 56 34 12 00 01 47 58",
-                   "3rd-proto",
-                   {"AA55@0", "1@3", "22599@18"},
-                   {labelLine("20", "5544", "0")}}},
+         .built = made("55 aa 00 01 11 22 33 66 44 55 00 77 78 56 34 12 00 01 47 58", {"AA55@0", "1@3", "22599@18"},
+                       labelLine("20", "5544", "0"))},
         {.name = "checksum key not cut to 16 bits, no scan-board byte",
          .request = request(1, {}),
          .packet = {.registerAddr = kAddr, .data = ff, .validLen = 256},
-         .built =
-             {0, frame(1, ff, -1, 0, 0), "3rd-proto", {"AA55@0", "1@3", "87727@274"}, {labelLine("276", "0", "1")}}},
+         .built = made(frame(1, ff, -1, 0, 0), {"AA55@0", "1@3", "87727@274"}, labelLine("276", "0", "1"))},
         {.name = "variant write: own length, packet sum, sequence, extension length; one scan-board byte",
          .variant = true,
          .request = request(1, {0x9A}),
@@ -103,20 +106,14 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
                     .registerAddr = kAddr,
                     .data = hexBytes("ab cd ef"),
                     .validLen = 3},
-         .built = {0,
-                   frame(1, hexBytes("03 00 82 00 00 00 00 0d 0c 0b 0a 8b 8c 8d 8e 8f 90 00 ab cd ef"), 21, 0x9A, 0),
-                   "3rdOrvane-proto",
-                   {"AA55@0", "1@3"},
-                   {labelLine("41", "9a", "1")}}},
+         .built =
+             made(frame(1, hexBytes("03 00 82 00 00 00 00 0d 0c 0b 0a 8b 8c 8d 8e 8f 90 00 ab cd ef"), 21, 0x9A, 0),
+                  {"AA55@0", "1@3"}, labelLine("41", "9a", "1"))},
         {.name = "variant read: length field readLen + lenHead, byte 35 from the sub-header",
          .variant = true,
          .request = request(0),
          .packet = {.nPacketSequeseNum = 2, .lenHead = 18, .readLen = 5, .registerAddr = kAddr},
-         .built = {0,
-                   frame(0, hexBytes("80 81 82 00 00 00 00 02 00 00 00 8b 8c 8d 8e 8f 90 91"), 23),
-                   "3rdOrvane-proto",
-                   {"AA55@0", "1@3"},
-                   {labelLine("38", "5544", "0")}}},
+         .built = made(frame(0, hexBytes(sub), 23), {"AA55@0", "1@3"}, labelLine("38", "5544", "0"))},
         {.name = "unknown code",
          .request = request(255),
          .packet = {.readLen = 4, .registerAddr = kAddr},
@@ -151,11 +148,8 @@ TEST_F(PacketBuildingTest, OnePacketFailsOnlyOnAnUnknownCodeEvenWhenItsDataDiffe
     ProtoAnalyze3rd plain;
     const Built built =
         build(plain, request(1), {.registerAddr = kAddr, .data = hexBytes("ab cd ef 01"), .validLen = 3});
-    EXPECT_EQ((Built{0,
-                     "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd ef b1 5a 00",
-                     "3rd-proto",
-                     {"AA55@0", "1@3", "23217@21"},
-                     {labelLine("23", "5544", "1")}}),
+    EXPECT_EQ(made("55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd ef b1 5a 00",
+                   {"AA55@0", "1@3", "23217@21"}, labelLine("23", "5544", "1")),
               built);
 }
 

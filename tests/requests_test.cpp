@@ -11,7 +11,6 @@
 namespace
 {
 
-using Lines = std::vector<std::string>;
 constexpr unsigned int kAddr = 0x12345678;
 constexpr em_RequestType RR = emRequestReadRegister, WR = emRequestWriteRegister, RF = emRequestReadFile,
                          WF = emRequestWriteFile;

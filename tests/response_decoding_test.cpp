@@ -9,7 +9,6 @@ namespace
 {
 
 using Record = INTER_ST::ThirdGenerationCommResponse_Data;
-using Lines = std::vector<std::string>;
 using ResponseDecodingTest = LogCaptureTest;
 
 // Every member of a record, byte vectors in hex. The defaults are those of a record decoded from report() below
