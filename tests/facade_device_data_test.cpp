@@ -7,9 +7,11 @@
 #include "support/SplitRunner.h"
 #include "support/TestDevice.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <ostream>
 
 namespace
