@@ -23,11 +23,11 @@ struct FacadeClientTest : LogCaptureTest, ProtoStub
 TEST_F(FacadeClientTest, KeyWithoutAnAnalyzerReturnsOne)
 {
     EXPECT_EQ(emProtoNotFound, call("3RD-PROTO", 256, 0));
-    EXPECT_EQ("2 map proto is not contain match key.matchKey=[3RD-PROTO].|", transcript());
+    EXPECT_EQ(Lines{"2 map proto is not contain match key.matchKey=[3RD-PROTO]."}, lines());
     EXPECT_EQ(kStubSig, records().at(0).signature);
     m_mapProto["3rd-proto"].reset();
     EXPECT_EQ(emProtoNotFound, call("3rd-proto", 256, 0));
-    EXPECT_EQ("2 not found proto object,matchKey=[3rd-proto].|", transcript());
+    EXPECT_EQ(Lines{"2 not found proto object,matchKey=[3rd-proto]."}, lines());
 }
 
 TEST_F(FacadeClientTest, LengthReachesTheAnalyzerZeroExtended)
@@ -45,13 +45,13 @@ TEST_F(FacadeClientTest, EachKeyReachesItsOwnAnalyzerWhichRejectsAnUnknownKindWi
 {
     EXPECT_EQ(2u, m_mapProto.size());
     EXPECT_EQ(emProtoUnknownRequest, call("3rd-proto", 256, 4));
-    EXPECT_EQ("3 em_RequestType :4 is unknown !|1 end ---nHwMaxRecvLen = 256, match key = 3rd-proto, type = 4, "
-              "em_ProtoAnalyze = 15.|",
-              transcript());
+    EXPECT_EQ((Lines{"3 em_RequestType :4 is unknown !",
+                     "1 end ---nHwMaxRecvLen = 256, match key = 3rd-proto, type = 4, em_ProtoAnalyze = 15."}),
+              lines());
     EXPECT_EQ(emProtoUnknownRequestVariant, call("3rdOrvane-proto", 256, 4));
-    EXPECT_EQ("0 ProtoAnalyze3rd_Orvane begin.|3 em_RequestType: 4|0 ProtoAnalyze3rd_Orvane end.|1 end "
-              "---nHwMaxRecvLen = 256, match key = 3rdOrvane-proto, type = 4, em_ProtoAnalyze = 20.|",
-              transcript());
+    EXPECT_EQ((Lines{"0 ProtoAnalyze3rd_Orvane begin.", "3 em_RequestType: 4", "0 ProtoAnalyze3rd_Orvane end.",
+                     "1 end ---nHwMaxRecvLen = 256, match key = 3rdOrvane-proto, type = 4, em_ProtoAnalyze = 20."}),
+              lines());
     EXPECT_EQ(1u, msgs.size());
     // The device auto-report entry point does nothing.
     clearLog();

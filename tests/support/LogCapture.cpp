@@ -1,5 +1,7 @@
 #include "support/LogCapture.h"
 
+#include <algorithm>
+
 void LogCaptureTest::SetUp()
 {
     m_savedLevel = zorvlog::level();
@@ -22,18 +24,19 @@ std::vector<zorvlog::LogRecord> LogCaptureTest::records() const
     return m_records;
 }
 
-bool LogCaptureTest::logged(em_LOG_LEVEL level, const std::string& text) const
+std::vector<std::string> LogCaptureTest::lines(const char* signature, em_LOG_LEVEL min) const
 {
-    return ('|' + transcript()).find('|' + std::to_string(level) + ' ' + text + '|') != std::string::npos;
-}
-
-std::string LogCaptureTest::transcript(const char* signature, em_LOG_LEVEL min) const
-{
-    std::string out;
+    std::vector<std::string> out;
     for (const zorvlog::LogRecord& r : records())
         if (r.level >= min && r.signature.find(signature) != std::string::npos)
-            out += std::to_string(r.level) + ' ' + r.message + '|';
+            out.push_back(std::to_string(r.level) + ' ' + r.message);
     return out;
+}
+
+bool LogCaptureTest::logged(em_LOG_LEVEL level, const std::string& text) const
+{
+    const std::vector<std::string> all = lines();
+    return std::find(all.begin(), all.end(), std::to_string(level) + ' ' + text) != all.end();
 }
 
 void LogCaptureTest::clearLog()

@@ -10,6 +10,9 @@
 #include <string>
 #include <vector>
 
+// Log lines as "level message", in order.
+using Lines = std::vector<std::string>;
+
 class LogCaptureTest : public ::testing::Test
 {
 protected:
@@ -17,10 +20,10 @@ protected:
     void TearDown() override;
 
     std::vector<zorvlog::LogRecord> records() const;
+    // The lines at or above min whose signature contains signature.
+    Lines lines(const char* signature = "", em_LOG_LEVEL min = ZORV_LOG_TRACE) const;
     // True if a line with this level and exact message was logged.
     bool logged(em_LOG_LEVEL level, const std::string& text) const;
-    // The lines at or above min whose signature contains signature, as "level message|" each.
-    std::string transcript(const char* signature = "", em_LOG_LEVEL min = ZORV_LOG_TRACE) const;
     void clearLog();
 
 private:

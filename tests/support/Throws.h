@@ -1,19 +1,31 @@
-// What a call throws as std::out_of_range: the message, or "" if it returns.
+// EXPECT_THROW_MSG(statement, type, text): one assertion that statement throws
+// an exception of type whose what() is text.
 #pragma once
 
-#include <stdexcept>
+#include <gtest/gtest.h>
+
+#include <exception>
 #include <string>
 
-template <class Call>
-std::string outOfRange(Call&& call)
+template <class Expected, class Call>
+::testing::AssertionResult throwsWithMessage(Call&& call, const std::string& text)
 {
     try
     {
         call();
     }
-    catch (const std::out_of_range& e)
+    catch (const Expected& e)
     {
-        return e.what();
+        if (e.what() == text)
+            return ::testing::AssertionSuccess();
+        return ::testing::AssertionFailure() << "threw the type with the message \"" << e.what() << "\"";
     }
-    return "";
+    catch (const std::exception& e)
+    {
+        return ::testing::AssertionFailure() << "threw another type, with \"" << e.what() << "\"";
+    }
+    return ::testing::AssertionFailure() << "threw nothing";
 }
+
+#define EXPECT_THROW_MSG(statement, type, text) \
+    EXPECT_TRUE(throwsWithMessage<type>([&] { statement; }, text)) << #statement " should throw " #type ": " << text
