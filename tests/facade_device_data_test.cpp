@@ -1,11 +1,11 @@
-// The facade's device data: what each result leaves in the buffer, and whole transfers with a test device, the
+// The facade's device data: what each result leaves in the buffer, and whole transfers with the device simulator, the
 // replies arriving whole, byte by byte and split at every point.
 #include "analyzers/ProtoAnalyze3rd.h"
+#include "devicesim/DeviceSimulator.h"
 #include "protostub/ProtoStub.h"
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/SplitRunner.h"
-#include "support/TestDevice.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -106,7 +106,7 @@ struct Received
     }
 };
 
-const TestDevice kFresh(TestDevice::Flavor::Standard);
+const zorv::DeviceSimulator kFresh(zorv::DeviceSimulator::Flavor::Standard);
 std::string fresh(unsigned int from, size_t n)
 {
     return kFresh.readRegisters(0x1000 + from, n);
@@ -143,7 +143,8 @@ void transfer(const Transfer& t, const std::string& path)
 {
     const Ask& ask = t.ask;
     const char* const key = ask.variant ? "3rdOrvane-proto" : "3rd-proto";
-    TestDevice device(ask.variant ? TestDevice::Flavor::Variant : TestDevice::Flavor::Standard);
+    zorv::DeviceSimulator device(ask.variant ? zorv::DeviceSimulator::Flavor::Variant
+                                             : zorv::DeviceSimulator::Flavor::Standard);
     INTER_ST::ThirdGenerationCommRequest_Data request;
     request.readWriteCode = ask.type == emRequestWriteRegister || ask.type == emRequestWriteFile;
     request.registerAddr = {0, 0x10, 0, 0};

@@ -1,7 +1,7 @@
 // What the facade's intake costs: feeding a reply one byte per call stays linear in the reply's size.
+#include "devicesim/DeviceSimulator.h"
 #include "log/ZorvLogControl.h"
 #include "protostub/ProtoStub.h"
-#include "support/TestDevice.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ std::chrono::steady_clock::duration readByteByByte(unsigned long long length, in
     for (int i = 0; i < times; ++i)
     {
         ProtoStub stub;
-        TestDevice device(TestDevice::Flavor::Standard);
+        zorv::DeviceSimulator device(zorv::DeviceSimulator::Flavor::Standard);
         INTER_ST::ThirdGenerationCommRequest_Data request{0, 0, 0, {}, 0, 0, {0, 0x10, 0, 0}, length, {}, 0};
         std::list<ST_MSGToHardDriver> msgs;
         EXPECT_EQ(emProtoSuccess,
