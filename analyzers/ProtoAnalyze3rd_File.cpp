@@ -73,7 +73,9 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_WriteFileRequest(const unsigned long lo
     m_strFilePath = filePath;
     errno = 0;
     std::ifstream in(filePath, std::ios::in | std::ios::binary);
-    if (!in.is_open())
+    // A directory opens for reading on some systems, then fails the first
+    // read and reports a bogus size: it counts as a file that cannot be opened.
+    if (!in.is_open() || (in.peek(), in.bad()))
     {
         ZLOG(3, sig, "open file failed , file path is [%s]. exception code :  %d ", filePath.c_str(), errno);
         return emProtoFileOpenFailed;

@@ -66,7 +66,9 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_WriteFileRequest(const unsigned 
     }
     m_strFilePath = filePath;
     std::ifstream in(filePath, std::ios::in | std::ios::binary);
-    if (!in.is_open())
+    // A directory opens for reading on some systems, then fails the first
+    // read and reports a bogus size: it counts as a file that cannot be opened.
+    if (!in.is_open() || (in.peek(), in.bad()))
     {
         ZLOG(3, sig, "open file failed , file path is [%s].", filePath.c_str());
         return emProtoFileOpenFailed;
