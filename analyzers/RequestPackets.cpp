@@ -179,6 +179,12 @@ PacketSource::PacketSource(std::string_view bytes) : m_bytes(bytes)
 PacketSource::PacketSource(const std::string& path)
     : m_fromFile(true), m_path(path), m_file(path, std::ios::in | std::ios::binary)
 {
+    // A directory opens for reading on some systems, then fails the first
+    // read and reports a bogus size: it counts as a file that cannot be opened.
+    if (m_file.is_open() && (m_file.peek(), m_file.bad()))
+    {
+        m_file.close();
+    }
 }
 
 bool PacketSource::isOpen() const
