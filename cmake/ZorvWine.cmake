@@ -16,6 +16,10 @@
 #       for tests registered with add_test (call it in the same directory).
 #
 # Outside a cross build under wine both do nothing and the variable is empty.
+#
+# A test run that is interrupted leaves its server up; the next run's setup
+# stops it first, or `sh cmake/zorv-wine.sh stop` does, with WINEPREFIX and
+# WINESERVER set as in CMAKE_CROSSCOMPILING_EMULATOR.
 include_guard(GLOBAL)
 
 set(ZORV_WINE_TEST_PROPERTIES "")
