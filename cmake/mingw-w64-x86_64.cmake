@@ -22,18 +22,22 @@ set(CMAKE_SHARED_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 set(CMAKE_MODULE_LINKER_FLAGS_INIT "-static -static-libgcc -static-libstdc++")
 
 # Programs (tests, test discovery, examples) run under wine, quietly and with
-# a wine prefix of their own inside the build tree. The first start creates
-# the prefix, which takes a while; mono and gecko are not wanted there.
+# a wine prefix of their own inside the build tree, through zorv-wine.sh: it
+# keeps one persistent wine server up while programs start (see there and
+# ZorvWine.cmake). The first start creates the prefix, which takes a while;
+# mono and gecko are not wanted there.
 find_program(ZORV_WINE NAMES wine64 wine PATHS /usr/lib/wine /usr/lib64/wine)
 find_program(ZORV_WINESERVER NAMES wineserver64 wineserver PATHS /usr/lib/wine /usr/lib64/wine)
-if(ZORV_WINE)
+if(ZORV_WINE AND ZORV_WINESERVER)
   if(NOT ZORV_WINEPREFIX)
     set(ZORV_WINEPREFIX ${CMAKE_BINARY_DIR}/wineprefix)
   endif()
-  set(CMAKE_CROSSCOMPILING_EMULATOR
+  set(ZORV_WINE_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/zorv-wine.sh)
+  set(ZORV_WINE_ENV
     ${CMAKE_COMMAND} -E env
     WINEPREFIX=${ZORV_WINEPREFIX}
+    WINESERVER=${ZORV_WINESERVER}
     WINEDEBUG=-all
-    WINEDLLOVERRIDES=mscoree,mshtml=
-    ${ZORV_WINE})
+    WINEDLLOVERRIDES=mscoree,mshtml=)
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${ZORV_WINE_ENV} sh ${ZORV_WINE_SCRIPT} run ${ZORV_WINE})
 endif()
