@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace zorv::wire
 {
@@ -21,6 +22,7 @@ namespace zorv::wire
 struct HandlerOutput
 {
     std::string bytes;
+    std::vector<std::string> pieces;  // sent after bytes, each with a write of its own
     bool close = false;
 };
 
