@@ -162,3 +162,31 @@ void addRequestOptions(CLI::App& command, RequestOptions& o, bool withOp)
 }
 
 }  // namespace zorvproto
+
+namespace zorvproto
+{
+
+INTER_ST::ThirdGenerationCommRequest_Data writeRemainder(const INTER_ST::ThirdGenerationCommRequest_Data& request,
+                                                         size_t done, bool increment)
+{
+    INTER_ST::ThirdGenerationCommRequest_Data rest = request;
+    const size_t cut = std::min(done, rest.data.size());
+    rest.data.erase(rest.data.begin(), rest.data.begin() + static_cast<std::ptrdiff_t>(cut));
+    rest.validLength = rest.data.size();
+    if (increment && rest.registerAddr.size() == 4)
+    {
+        std::uint32_t addr = 0;
+        for (size_t i = 0; i < 4; ++i)
+        {
+            addr |= static_cast<std::uint32_t>(rest.registerAddr[i]) << (8 * i);
+        }
+        addr += static_cast<std::uint32_t>(done);
+        for (size_t i = 0; i < 4; ++i)
+        {
+            rest.registerAddr[i] = static_cast<unsigned char>((addr >> (8 * i)) & 0xFF);
+        }
+    }
+    return rest;
+}
+
+}  // namespace zorvproto

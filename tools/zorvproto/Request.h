@@ -51,3 +51,16 @@ em_RequestType requestType(const std::string& op);
 INTER_ST::ThirdGenerationCommRequest_Data buildRequest(const RequestOptions& options, em_RequestType type);
 
 }  // namespace zorvproto
+
+namespace zorvproto
+{
+
+// What is left of a standard write request once its first done data bytes
+// were written: the data without them (a file write names its rest in a file
+// of its own), the register address moved on by done unless every packet goes
+// to the same address. A server issues it when the library fails on a reply
+// part of the way through: under the new request's labels the replies differ.
+INTER_ST::ThirdGenerationCommRequest_Data writeRemainder(const INTER_ST::ThirdGenerationCommRequest_Data& request,
+                                                         size_t done, bool increment);
+
+}  // namespace zorvproto
