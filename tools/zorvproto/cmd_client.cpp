@@ -144,13 +144,15 @@ public:
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> transfer(
         INTER_ST::ThirdGenerationCommRequest_Data request, const std::string& path)
     {
-        for (unsigned int restarts = 0;; ++restarts)
+        const bool write = m_type == emRequestWriteRegister || m_type == emRequestWriteFile;
+        std::unique_ptr<PendingFile> rest;  // what is left of a file write
+        for (unsigned int inARow = 0;; ++inARow)
         {
             std::list<ST_MSGToHardDriver> msgs;
             INTER_ST::ThirdGenerationCommRequest_Data copy = request;
             const em_ProtoAnalyze built =
                 m_stub.analyze_ClientData(static_cast<unsigned int>(m_o.request.max), m_o.request.key, m_type, &copy,
-                                          msgs, path, !m_o.request.noIncrement);
+                                          msgs, rest ? rest->temp() : path, !m_o.request.noIncrement);
             if (built != emProtoSuccess || msgs.empty())
             {
                 throw UsageError("the library built no frames for the request: result " +
@@ -170,13 +172,35 @@ public:
             {
                 return m_stub.getReplyPackage(m_o.request.key);
             }
-            if (restarts == m_o.retries)
+            if (index > 1)
+            {
+                inARow = 0;  // the request went further this time
+            }
+            if (inARow == m_o.retries)
             {
                 throw CommandFailure(kExitCheckFailed, "the library threw on the reply to " + threw);
             }
             ++m_retries;
+            if (!write || m_o.request.variant())
+            {
+                std::cerr << "retry: the library threw on the reply to " << threw
+                          << "; receive buffer cleared, the request issued again\n";
+                continue;
+            }
+            // The frames before this one were answered: the rest goes under
+            // new labels, whose replies differ.
+            const size_t done = (index - 1) * static_cast<size_t>(m_o.request.max);
+            if (m_type == emRequestWriteFile)
+            {
+                std::string bytes = readInput(rest ? rest->temp() : path);
+                bytes.erase(0, std::min(done, bytes.size()));
+                auto next = std::make_unique<PendingFile>(path + ".rest" + std::to_string(m_retries));
+                next->write(bytes);
+                rest = std::move(next);
+            }
+            request = writeRemainder(request, done, !m_o.request.noIncrement);
             std::cerr << "retry: the library threw on the reply to " << threw
-                      << "; receive buffer cleared, the request issued again\n";
+                      << "; receive buffer cleared, the rest of the request issued again\n";
         }
     }
 
