@@ -292,7 +292,8 @@ private:
             throw CommandFailure(kExitUnanswered, problem + ", sent " + std::to_string(m_o.retries + 1) +
                                                       (m_o.retries == 0 ? " time" : " times") + " to " + m_link.peer());
         }
-        throw CommandFailure(kExitCheckFailed, problem + " (after " + std::to_string(m_o.retries) + " retries)");
+        throw CommandFailure(kExitCheckFailed, problem + " (after " + std::to_string(m_o.retries) +
+                                                   (m_o.retries == 1 ? " retry)" : " retries)"));
     }
 
     const ClientOptions& m_o;
