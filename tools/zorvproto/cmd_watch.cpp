@@ -44,7 +44,7 @@ struct WatchOptions
 class Watcher
 {
 public:
-    Watcher(const WatchOptions& o) : m_o(o), m_link(o.link, true) {}
+    explicit Watcher(const WatchOptions& o) : m_o(o), m_link(o.link, true) {}
 
     void run()
     {

@@ -7,9 +7,9 @@
 #
 # Usage: wire_cli_test.sh ZORVPROTO WORK_DIR DISSECTOR [TSHARK]
 set -u
-Z=$1
+Z=$(realpath "$1")
 WORK=$2
-DISSECTOR=$3
+DISSECTOR=$(realpath "$3")
 TSHARK=${4:-}
 rm -rf "$WORK" && mkdir -p "$WORK" && cd "$WORK" || exit 1
 
