@@ -7,6 +7,7 @@
 #include "Digest.h"
 #include "FrameCutter.h"
 #include "HexInput.h"
+#include "Request.h"
 #include "devicesim/DeviceSimulator.h"
 #include "log/ZorvLogControl.h"
 #include "protobase/FrameCodec.h"
@@ -346,8 +347,73 @@ public:
 
     // Hands the request to the library, sends every frame it builds to the
     // device and feeds the reply back in the pieces the device delivers.
+    // When the library throws on a reply, the server clears the receive
+    // buffer and issues what is left of the request again: a write from the
+    // packet that failed on (new labels give new replies), a read whole.
     Outcome exchange(em_RequestType type, INTER_ST::ThirdGenerationCommRequest_Data request,
                      const std::string& path = "", Show show = Show::Ends)
+    {
+        constexpr int kReissues = 2;  // in a row without progress
+        const bool write = type == emRequestWriteRegister || type == emRequestWriteFile;
+        Outcome total;
+        std::string restPath;
+        for (int reissue = 0, restNumber = 0;; ++reissue, ++restNumber)
+        {
+            size_t threwAt = 0;
+            const Outcome outcome = exchangeOnce(type, request, restPath.empty() ? path : restPath, show, threwAt);
+            total.client = outcome.client;
+            total.last = outcome.last;
+            total.ack = outcome.ack;
+            total.messages += threwAt == 0 ? outcome.messages : threwAt - 1;
+            total.accepted += outcome.accepted;
+            if (threwAt > 1)
+            {
+                reissue = 0;  // a write went further this time
+            }
+            if (threwAt == 0 || reissue == kReissues)
+            {
+                if (!restPath.empty())
+                {
+                    std::remove(restPath.c_str());
+                }
+                return total;
+            }
+            if (!write || m_variant)
+            {
+                total = Outcome{};
+                m_out.line("  the request issued again");
+                continue;
+            }
+            // Messages before the one that failed were answered; it goes again.
+            const size_t done = (threwAt - 1) * static_cast<size_t>(m_options.max);
+            if (type == emRequestWriteFile)
+            {
+                std::ifstream in(restPath.empty() ? path : restPath, std::ios::binary);
+                std::string bytes(std::istreambuf_iterator<char>(in), {});
+                bytes.erase(0, std::min(done, bytes.size()));
+                const std::string next = path + ".rest" + std::to_string(restNumber);
+                std::ofstream(next, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+                if (!restPath.empty())
+                {
+                    std::remove(restPath.c_str());
+                }
+                restPath = next;
+            }
+            request = writeRemainder(request, done, true);
+            std::uint32_t at = 0;
+            for (size_t i = 0; i < request.registerAddr.size() && i < 4; ++i)
+            {
+                at |= static_cast<std::uint32_t>(request.registerAddr[i]) << (8 * i);
+            }
+            m_out.line("  the rest of the request issued again from byte " + std::to_string(done) + ", at " +
+                       hex32(at));
+        }
+    }
+
+    // One request; threwAt is the 1-based index of the message whose reply
+    // the library threw on, 0 when none did.
+    Outcome exchangeOnce(em_RequestType type, INTER_ST::ThirdGenerationCommRequest_Data request,
+                         const std::string& path, Show show, size_t& threwAt)
     {
         Outcome outcome;
         std::list<ST_MSGToHardDriver> msgs;
@@ -387,6 +453,7 @@ public:
                 thrown = e.what();
                 outcome.last.push_back(kThrew);
                 m_stub.clearRecvDeviceData();
+                threwAt = index + 1;
             }
             // The reply record's ack is the device's only when a reply was analysed.
             const auto record = m_stub.getReplyPackage(m_key);
@@ -416,6 +483,10 @@ public:
             }
             m_out.flushLog();
             m_out.progress(++index);
+            if (threwAt != 0)
+            {
+                break;
+            }
         }
         m_out.endProgress();
         if (hidden != 0 && show == Show::Ends)

@@ -1,6 +1,8 @@
 // zorvproto: the protocol library's frames made visible. encode prints the
 // frames of a request, decode reads frames back from hex, raw bytes or a log,
-// demo runs the server's side of transfers against a simulated device.
+// demo runs the server's side of transfers against a simulated device; read,
+// write, read-file, write-file and watch do the server's side against a device
+// on the wire, and simulate puts the simulated device on the wire.
 #include "Commands.h"
 #include "HexInput.h"
 
@@ -8,17 +10,22 @@
 
 int main(int argc, char** argv)
 {
-    CLI::App app{"zorvproto: encode, decode and demonstrate third-generation frames.\n"
-                 "Exit status: 0 all well, 1 a check failed, 2 bad input or usage.",
+    CLI::App app{std::string("zorvproto: encode, decode and demonstrate third-generation frames, talk to a device\n"
+                             "over TCP or a serial line, and serve a simulated device.\n") +
+                     zorvproto::kExitStatusText,
                  "zorvproto"};
     app.require_subcommand(1);
     app.footer("Example:\n  zorvproto demo\n"
                "  zorvproto encode --op read --addr 0x2000 --len 256 | zorvproto decode\n"
+               "  zorvproto simulate &  zorvproto read --connect 127.0.0.1:5020 --addr 0x2000 --len 64 -v\n"
                "Run 'zorvproto COMMAND --help' for a command's options.");
     int status = zorvproto::kExitOk;
     zorvproto::addEncodeCommand(app, status);
     zorvproto::addDecodeCommand(app, status);
     zorvproto::addDemoCommand(app, status);
+    zorvproto::addClientCommands(app, status);
+    zorvproto::addWatchCommand(app, status);
+    zorvproto::addSimulateCommand(app, status);
 
     const auto command = [&app] {
         const auto used = app.get_subcommands();
@@ -38,6 +45,11 @@ int main(int argc, char** argv)
     {
         std::cerr << command() << ": bad input: " << e.what() << '\n';
         return zorvproto::kExitBadInput;
+    }
+    catch (const zorvproto::CommandFailure& e)
+    {
+        std::cerr << command() << ": " << e.what() << '\n';
+        return e.status();
     }
     catch (const zorvproto::UsageError& e)
     {

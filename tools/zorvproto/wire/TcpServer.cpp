@@ -202,13 +202,21 @@ private:
             return false;
         }
         m_closeAfterWrite = out.close;
+        const bool idle = m_queue.empty();
         if (!out.bytes.empty())
         {
             m_queue.push_back(std::move(out.bytes));
-            if (m_queue.size() == 1)
+        }
+        for (std::string& piece : out.pieces)
+        {
+            if (!piece.empty())
             {
-                write();
+                m_queue.push_back(std::move(piece));
             }
+        }
+        if (idle && !m_queue.empty())
+        {
+            write();
         }
         else if (m_closeAfterWrite && m_queue.empty())
         {

@@ -12,6 +12,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace zorv::wire
 {
@@ -20,8 +22,11 @@ namespace zorv::wire
 // after those bytes are sent (a device that hangs up mid-transfer).
 struct HandlerOutput
 {
+    HandlerOutput(std::string sent = {}, bool closeAfter = false) : bytes(std::move(sent)), close(closeAfter) {}
+
     std::string bytes;
     bool close = false;
+    std::vector<std::string> pieces;  // sent after bytes, each with a write of its own
 };
 
 // One connection's handler. It is used from the server's thread only and is
