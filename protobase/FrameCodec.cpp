@@ -15,23 +15,6 @@ int signedLengthSum(std::string_view f)
     return static_cast<int>(byteAt(f, kValidLength + 1)) * 256 + low;
 }
 
-int hexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-    {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f')
-    {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F')
-    {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
 unsigned char hexPair(char high, char low)
 {
     const int h = hexDigit(high);
@@ -76,6 +59,23 @@ void buildAcknowledgement(std::string_view report, unsigned char ack, size_t sub
     seal(out);
 }
 }  // namespace
+
+int hexDigit(char c)
+{
+    if (c >= '0' && c <= '9')
+    {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f')
+    {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F')
+    {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
 
 // The answer to a report too short to answer: an error acknowledgement (ack
 // 2) from address FE FF with read/write code 1, as the devices expect it.

@@ -253,6 +253,9 @@ extern const unsigned char kInvalidPackageAnswer[kHeaderSize];
 
 // ---- Keys and cutting at heads ---------------------------------------------------
 
+// The value of one hexadecimal digit (either case), or -1.
+int hexDigit(char c);
+
 // Hex text to bytes, two digits at a time, appended to out. Each pair is
 // read as base-16 strtol reads "0x" and the two characters: a bad first
 // digit gives 0, a bad second one the first digit alone; an odd last

@@ -1,27 +1,14 @@
 #include "HexInput.h"
 
+#include "protobase/FrameCodec.h"
+
 namespace zorvproto
 {
 
+using frame::hexDigit;
+
 namespace
 {
-
-int hexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-    {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f')
-    {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F')
-    {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
 
 bool isSeparator(char c)
 {
@@ -84,7 +71,7 @@ bool isHexRun(std::string_view s)
     }
     for (size_t i = 0; i < s.size(); ++i)
     {
-        const bool ok = i % 3 == 2 ? s[i] == ' ' : hexValue(s[i]) >= 0;
+        const bool ok = i % 3 == 2 ? s[i] == ' ' : hexDigit(s[i]) >= 0;
         if (!ok)
         {
             return false;
@@ -125,7 +112,7 @@ std::string parseHex(std::string_view text)
         {
             at.next();
             at.next();
-            if (hexValue(at.peek()) < 0)
+            if (hexDigit(at.peek()) < 0)
             {
                 at.fail(at.done() ? "\"0x\" with no hex digits after it" : describe(at.peek()) + " is not a hex digit");
             }
@@ -137,7 +124,7 @@ std::string parseHex(std::string_view text)
         int high = 0;
         while (!at.done() && !isSeparator(at.peek()) && at.peek() != '#')
         {
-            const int value = hexValue(at.peek());
+            const int value = hexDigit(at.peek());
             if (value < 0)
             {
                 at.fail(describe(at.peek()) + " is not a hex digit");
@@ -229,7 +216,7 @@ std::vector<LogRun> hexRunsFromLog(std::string_view log)
             found.line = lineNumber;
             for (size_t k = 0; k + 1 < run.size(); k += 3)
             {
-                found.bytes += static_cast<char>(hexValue(run[k]) * 16 + hexValue(run[k + 1]));
+                found.bytes += static_cast<char>(hexDigit(run[k]) * 16 + hexDigit(run[k + 1]));
             }
             runs.push_back(std::move(found));
             break;
