@@ -275,15 +275,16 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, 
     }
     ZLOG(TRACE, sig, "find package list begin, buffer size:%d, match size:%d, offset:%d.",
          static_cast<int>(protoBuffer.size()), static_cast<int>(matchList.size()), offset);
-    std::vector<std::string> packages;
-    const bool found = findPackageList(protoBuffer, matchList, offset, packages);
+    readReplyKeys(matchList);
+    const bool found = findPackages(protoBuffer, matchList, offset);
+    const std::vector<std::string_view>& packages = m_packages;
     ZLOG(TRACE, sig,
          "find package list ret(bool):%d, type:%d, buffer size:%d, match size:%d, offset:%d, package size:%d.",
          found ? 1 : 0, static_cast<int>(type), static_cast<int>(protoBuffer.size()),
          static_cast<int>(matchList.size()), offset, static_cast<int>(packages.size()));
-    for (const std::string& package : packages)
+    for (const std::string_view package : packages)
     {
-        const em_ProtoAnalyze result = analyzeDeviceData_ByCommonProtocol(package, matchList, type, offset);
+        const em_ProtoAnalyze result = analyzePackage(package, matchList, type, offset);
         ZLOG(TRACE, sig, "analyze common package opeResTmp[%d],offset[%d].", static_cast<int>(result), offset);
         if (result == emProtoSuccess)
         {
@@ -299,6 +300,14 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, 
 em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     const std::string& package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList, const em_RequestType& type,
     int& offset)
+{
+    readReplyKeys(matchList);
+    return analyzePackage(package, matchList, type, offset);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::analyzePackage(std::string_view package,
+                                                const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                                const em_RequestType& type, int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
     const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);
@@ -350,7 +359,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     return emProtoSuccess;
 }
 
-void ProtoAnalyze3rd::appendToOutputFile(const std::string& package, size_t first, size_t count)
+void ProtoAnalyze3rd::appendToOutputFile(std::string_view package, size_t first, size_t count)
 {
     // Opened lazily on the first data of a file read, closed when it completes.
     if (!m_ofsFile.is_open())

@@ -81,7 +81,10 @@ protected:
                                  bool selfIncreasing, unsigned long long total, request_packets::PacketSource& source,
                                  bool fromFile);
     // Appends a read reply's data to the output file of a file read.
-    void appendToOutputFile(const std::string& package, size_t first, size_t count);
+    // analyzeDeviceData_ByCommonProtocol with the match list's keys read.
+    em_ProtoAnalyze analyzePackage(std::string_view package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                   const em_RequestType& type, int& offset);
+    void appendToOutputFile(std::string_view package, size_t first, size_t count);
 
     unsigned char m_ucLabel = 0;
     unsigned long long m_nSendCount = 0;

@@ -399,17 +399,19 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
     {
         return emProtoShortMatchList;
     }
-    std::vector<std::string> packages;
-    const bool found = findPackageList(protoBuffer, matchList, offset, packages);
+    readReplyKeys(matchList);
+    const bool found = findPackages(protoBuffer, matchList, offset);
+    const std::vector<std::string_view>& packages = m_packages;
     ZLOG(TRACE, sig, "findPackageList result[%d], offset[%d], strPackageVec[%d].", found ? 1 : 0, offset,
          static_cast<int>(packages.size()));
     if (!found)
     {
         return emProtoNoPackage;
     }
-    for (const std::string& package : packages)
+    for (const std::string_view package : packages)
     {
-        const bool labelFound = isLabelAtWantedPosition(package, matchList[1]);
+        const bool labelFound =
+            labelAtWantedPosition(package, matchList[1].posWanted, static_cast<unsigned char>(m_replyKeys.label));
         ZLOG(TRACE, sig, "find package list bFind[%d], type[%d], buffer size[%d], match size[%d], offset[%d].",
              labelFound ? 1 : 0, static_cast<int>(type), static_cast<int>(protoBuffer.size()),
              static_cast<int>(matchList.size()), offset);
@@ -418,7 +420,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
             ZLOG(WARN, sig, "err when analyze common package result[%d], offset[%d].", 0, offset);
             continue;
         }
-        const em_ProtoAnalyze result = analyzeDeviceData_ByCommonProtocol(package, matchList, type, offset);
+        const em_ProtoAnalyze result = analyzePackage(package, matchList, type, offset);
         // bRet is logged as the constant 0: no flag is carried there.
         ZLOG(TRACE, sig, "analyze common package opeResTmp[%d],bRet[%d], offset[%d].", static_cast<int>(result), 0,
              offset);
@@ -434,12 +436,17 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
 bool ProtoAnalyze3rd_Orvane::isLabelAtWantedPosition(const std::string& package,
                                                      const ST_MSGToHardDriverMatchOne& matchOne)
 {
-    if (matchOne.posWanted < 0 || static_cast<size_t>(matchOne.posWanted) >= package.size())
+    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));  // NOLINT(cert-err34-c)
+    return labelAtWantedPosition(package, matchOne.posWanted, label);
+}
+
+bool ProtoAnalyze3rd_Orvane::labelAtWantedPosition(std::string_view package, int posWanted, unsigned char label)
+{
+    if (posWanted < 0 || static_cast<size_t>(posWanted) >= package.size())
     {
         return false;
     }
-    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));  // NOLINT(cert-err34-c)
-    return static_cast<unsigned char>(package[static_cast<size_t>(matchOne.posWanted)]) == label;
+    return static_cast<unsigned char>(package[static_cast<size_t>(posWanted)]) == label;
 }
 
 // ---- Package check -------------------------------------------------------------------------
@@ -447,6 +454,14 @@ bool ProtoAnalyze3rd_Orvane::isLabelAtWantedPosition(const std::string& package,
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     const std::string& package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList, const em_RequestType& type,
     int& offset)
+{
+    readReplyKeys(matchList);
+    return analyzePackage(package, matchList, type, offset);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzePackage(std::string_view package,
+                                                       const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                                       const em_RequestType& type, int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
     const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);

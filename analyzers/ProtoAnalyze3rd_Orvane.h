@@ -79,6 +79,10 @@ public:
                                          std::shared_ptr<std::string> answer);
 
 protected:
+    // analyzeDeviceData_ByCommonProtocol with the match list's keys read.
+    em_ProtoAnalyze analyzePackage(std::string_view package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                   const em_RequestType& type, int& offset);
+    static bool labelAtWantedPosition(std::string_view package, int posWanted, unsigned char label);
     // The sub-header length (18 plus its extension) of a request.
     struct SubHeader
     {

@@ -89,7 +89,9 @@ em_ProtoAnalyze ProtoBase::checkValidLength(const std::string& buffer)
 
 // ---- Checksum ----------------------------------------------------------------
 
-bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long long length)
+namespace
+{
+bool reviseRange(std::string_view buffer, int offset, unsigned long long length)
 {
     // Callers pass offset 0 and the buffer's own size. A range too short to
     // hold a checksum, or past the buffer, cannot verify. Two or three bytes
@@ -99,8 +101,7 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
     bool ok = false;
     if (inRange)
     {
-        const std::string_view range =
-            std::string_view(buffer).substr(static_cast<size_t>(offset), static_cast<size_t>(length));
+        const std::string_view range = buffer.substr(static_cast<size_t>(offset), static_cast<size_t>(length));
         const unsigned int computed = frame::frameChecksumSum(range) & 0xFFFF;
         const unsigned int stored = frame::storedChecksum(range);
         ZLOG(DEBUG, SIG_reviseOk, "cacl checkout[%d], from checkout[%d].", static_cast<int>(computed),
@@ -113,6 +114,17 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
              static_cast<int>(buffer.size()));
     }
     return ok;
+}
+}  // namespace
+
+bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long long length)
+{
+    return reviseRange(buffer, offset, length);
+}
+
+bool ProtoBase::checksumOk(std::string_view package)
+{
+    return reviseRange(package, 0, package.size());
 }
 
 void ProtoBase::calcCheckout(const std::string& buffer, int first, int count, unsigned int& sum)
@@ -137,16 +149,9 @@ bool ProtoBase::hexStringToBytes(const std::string& hex, std::string& bytes)
     return true;
 }
 
-bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
-                                int& offset, std::vector<std::string>& strPackageVec)
+void ProtoBase::cutPackages(std::string_view buffer, std::string_view head, unsigned char wantedLabel, int& offset,
+                            std::vector<std::string_view>& out)
 {
-    if (match.size() < 2)
-    {
-        return false;
-    }
-    std::string head;
-    hexStringToBytes(match[0].key, head);
-    const auto wantedLabel = static_cast<unsigned char>(labelOf(match[1]));
     const long long size = static_cast<long long>(buffer.size());
     // A later head is taken only for a frame with the wanted label that reaches
     // exactly to the buffer's end, by the search reading of its length.
@@ -166,7 +171,7 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
         }
         // pos + 3 may equal the size: that reads the string's terminating
         // zero. With pos "none" (-1) the label is read at byte 2.
-        const auto label = static_cast<unsigned char>(buffer[static_cast<size_t>(pos + 3)]);
+        const unsigned char label = frame::byteAt(buffer, static_cast<size_t>(pos + 3));
         if (label != wantedLabel)
         {
             ZLOG(INFO, SIG_findPackageList, "req label = %d, rsp label = %d.", static_cast<int>(wantedLabel),
@@ -185,7 +190,7 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
             ZLOG(INFO, SIG_findPackageList, "subPackage len too less!");
             return false;
         }
-        const unsigned int validLen = frame::searchLength(std::string_view(buffer).substr(found));
+        const unsigned int validLen = frame::searchLength(buffer.substr(found));
         if (remainder != static_cast<long long>(validLen) + static_cast<long long>(frame::kOverhead))
         {
             ZLOG(INFO, SIG_findPackageList, "subPackageLen != valiadLen+20 ,subPackageLen:%d,valiadLen:%d!",
@@ -197,28 +202,63 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
     // The first head's position is the offset, set before any later head is
     // weighed: a caller that catches the exception below still sees it.
     const size_t first = buffer.find(head);
-    if (first != std::string::npos)
+    if (first != std::string_view::npos)
     {
         offset = static_cast<int>(first);
     }
-    frame::cutAtHeads(buffer, head, accept,
-                      [&strPackageVec](std::string_view piece) { strPackageVec.emplace_back(piece); });
+    frame::cutAtHeads(buffer, head, accept, [&out](std::string_view piece) { out.push_back(piece); });
+}
+
+bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
+                                int& offset, std::vector<std::string>& strPackageVec)
+{
+    if (match.size() < 2)
+    {
+        return false;
+    }
+    std::string head;
+    hexStringToBytes(match[0].key, head);
+    std::vector<std::string_view> pieces;
+    cutPackages(buffer, head, static_cast<unsigned char>(labelOf(match[1])), offset, pieces);
+    strPackageVec.insert(strPackageVec.end(), pieces.begin(), pieces.end());
     const bool found = !strPackageVec.empty();
     ZLOG(TRACE, SIG_findPackageList, "findPackageList,bRet:%d-strPackageVec.size:%d", found ? 1 : 0,
          static_cast<int>(strPackageVec.size()));
     return found;
 }
 
-bool ProtoBase::headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey)
+void ProtoBase::readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match)
 {
-    hexStringToBytes(one.key, byteKey);
-    const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(one.posWanted)));
+    m_replyKeys.head.clear();
+    if (!match.empty())
+    {
+        frame::appendHexBytes(match[0].key, m_replyKeys.head);
+    }
+    m_replyKeys.label = match.size() > 1 ? labelOf(match[1]) : 0;
+}
+
+bool ProtoBase::findPackages(std::string_view buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match, int& offset)
+{
+    m_packages.clear();
+    if (match.size() < 2)
+    {
+        return false;
+    }
+    cutPackages(buffer, m_replyKeys.head, static_cast<unsigned char>(m_replyKeys.label), offset, m_packages);
+    const bool found = !m_packages.empty();
+    ZLOG(TRACE, SIG_findPackageList, "findPackageList,bRet:%d-strPackageVec.size:%d", found ? 1 : 0,
+         static_cast<int>(m_packages.size()));
+    return found;
+}
+
+bool ProtoBase::headKeyFound(std::string_view package, std::string_view byteKey, int posWanted)
+{
+    const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(posWanted)));
     return pos != 0xFFFFFFFFu;
 }
 
-bool ProtoBase::labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one)
+bool ProtoBase::labelMatches(const char* sig, std::string_view package, int label)
 {
-    const int label = labelOf(one);
     const unsigned char got = frame::byteAt(package, frame::kLabel);
     ZLOG(TRACE, sig, "label[%d], (unsigned char)rawDatagramBuf3[%d].", label, static_cast<int>(got));
     if (label != got)
@@ -229,20 +269,20 @@ bool ProtoBase::labelMatches(const char* sig, const std::string& package, const 
     return true;
 }
 
-em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, const std::string& package,
+em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, std::string_view package,
                                              const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
                                              const em_RequestType& type, int& offset, const PackageCheckRules& rules)
 {
     m_replyRecord->ack = frame::byteAt(package, frame::kAck);
-    if (!reviseOk(package, 0, package.size()))
+    if (!checksumOk(package))
     {
         ZLOG(INFO, sig, "%smsgType[%d], offset valid[%d].", rules.checksumLogLead, static_cast<int>(type), offset);
         return rules.checksumWrong;
     }
     const size_t count = matchList.size();
     size_t matchCount = 0;
-    std::string byteKey;
-    if (count > 1 && !headKeyFound(package, matchList[0], byteKey))
+    const std::string& byteKey = m_replyKeys.head;
+    if (count > 1 && !headKeyFound(package, byteKey, matchList[0].posWanted))
     {
         ZLOG(INFO, sig, "rawDatagramBuf%s,byteKey%s,posWanted:%d", rules.keyMark, rules.keyMark,
              matchList[0].posWanted);
@@ -257,7 +297,7 @@ em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, const std::string&
     }
     if (count > 2)
     {
-        if (labelMatches(sig, package, matchList[1]))
+        if (labelMatches(sig, package, m_replyKeys.label))
         {
             ++matchCount;
         }
@@ -388,7 +428,7 @@ void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, un
     ZLOG(TRACE, SIG_getDeviceReportDataToProtoResponse, "convertDeviceReportDataToProtoResponse end. ");
 }
 
-size_t ProtoBase::appendReplyData(const std::string& package, unsigned int validDataLength)
+size_t ProtoBase::appendReplyData(std::string_view package, unsigned int validDataLength)
 {
     const std::string_view data = frame::replyData(package, validDataLength);
     m_replyRecord->data.insert(m_replyRecord->data.end(), data.begin(), data.end());

@@ -119,7 +119,7 @@ protected:
     // Appends a reply package's data bytes to the reply record: at most the
     // declared length, and never the checksum or past the package. Returns the
     // number appended.
-    size_t appendReplyData(const std::string& package, unsigned int validDataLength);
+    size_t appendReplyData(std::string_view package, unsigned int validDataLength);
     // The checks both package checks share, in order: the package's ack goes
     // into the reply record first (a rejected package leaves it there, by
     // design), then the checksum, then entries 0 (head key) and 1 (label) of
@@ -127,18 +127,38 @@ protected:
     // two check the head only, three head and label, four or more can never
     // pass. That asymmetry is required. On success the package is consumed
     // (offset moves past it) and 0 is returned; else the result to return.
-    em_ProtoAnalyze checkReplyPackage(const char* sig, const std::string& package,
+    // The entries' keys are those read by readReplyKeys from matchList.
+    em_ProtoAnalyze checkReplyPackage(const char* sig, std::string_view package,
                                       const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
                                       const em_RequestType& type, int& offset, const PackageCheckRules& rules);
-    // Whether the head key of a match entry (hex text) occurs in the package at
-    // or after the entry's posWanted; byteKey receives the key's bytes. A found
-    // position is compared as 32 bits against all bits set, "not found".
-    bool headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey);
-    // Whether package byte 3 equals the entry's label (decimal text); logs
-    // both, and the mismatch, with the caller's signature text.
-    static bool labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one);
+    // Whether the head key's bytes occur in the package at or after posWanted.
+    // A found position is compared as 32 bits against all bits set, "not found".
+    static bool headKeyFound(std::string_view package, std::string_view byteKey, int posWanted);
+    // Whether package byte 3 equals the label; logs both, and the mismatch,
+    // with the caller's signature text.
+    static bool labelMatches(const char* sig, std::string_view package, int label);
+
+    // The head key (entry 0, hex text) as bytes and the label (entry 1,
+    // decimal text) of an expected-reply list, read once for a whole analysis.
+    struct ReplyKeys
+    {
+        std::string head;
+        int label = 0;
+    };
+    void readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match);
+    // findPackageList for the reply analysis: the keys are m_replyKeys (read
+    // from match) and the packages go into m_packages as views into buffer.
+    bool findPackages(std::string_view buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match, int& offset);
+    // The cutting of findPackageList, with the keys read: appends the packages
+    // to out and sets offset to the first head's position.
+    static void cutPackages(std::string_view buffer, std::string_view head, unsigned char wantedLabel, int& offset,
+                            std::vector<std::string_view>& out);
+    // reviseOk on a view: the checksum of the whole package.
+    static bool checksumOk(std::string_view package);
 
     std::string m_strProtoKey;
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;
     unsigned char m_ucPacketLabel = 0;
+    ReplyKeys m_replyKeys;
+    std::vector<std::string_view> m_packages;
 };
