@@ -8,6 +8,7 @@
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -40,6 +41,9 @@ const char* const kReportSplitKey = "55AA";
 // The acknowledgement is built from the decoder's ack, which starts at 255 so
 // that a report too short to decode is answered as invalid.
 constexpr unsigned char kUndecodedAck = 255;
+
+// The most a read request reserves in its reply record ahead of the replies.
+constexpr unsigned long long kReplyReserveCap = 16ULL << 20;
 
 // A label in a match entry is decimal text that the request side wrote.
 int labelOf(const ST_MSGToHardDriverMatchOne& one)
@@ -333,6 +337,13 @@ void ProtoBase::initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data*
         record->packetType = request->packetType;
         record->scanBoardAddr = request->scanBoardAddr;
         record->registerAddr = request->registerAddr;
+        if (request->readWriteCode == emOperationRead)
+        {
+            // A read's replies gather about its length in the record: room
+            // for it once, rather than growth step by step as replies come.
+            record->data.reserve(
+                static_cast<size_t>(std::min<unsigned long long>(request->validLength, kReplyReserveCap)));
+        }
     }
     record->validDataLength = 0;
     m_replyRecord = std::move(record);
