@@ -442,7 +442,9 @@ void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, un
 size_t ProtoBase::appendReplyData(std::string_view package, unsigned int validDataLength)
 {
     const std::string_view data = frame::replyData(package, validDataLength);
-    m_replyRecord->data.insert(m_replyRecord->data.end(), data.begin(), data.end());
+    // As unsigned bytes, so that the insert is one block copy.
+    const auto* first = reinterpret_cast<const unsigned char*>(data.data());
+    m_replyRecord->data.insert(m_replyRecord->data.end(), first, first + data.size());
     return data.size();
 }
 
