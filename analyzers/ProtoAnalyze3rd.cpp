@@ -226,6 +226,14 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
                                                           INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                           ST_MSGToHardDriver& msg)
 {
+    return buildOnePacket(pkg, {}, pkg.data, request, msg);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead,
+                                                std::string_view data,
+                                                INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                                ST_MSGToHardDriver& msg)
+{
     std::shared_ptr<std::string> out;
     const em_ProtoAnalyze begun =
         beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
@@ -236,27 +244,32 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
     std::string& f = *out;
     // Where the checksum goes, as planned: the reply list names it so even
     // when the packet's data changed the frame's length.
-    const size_t checksumAt = f.size() - 2;
+    const size_t checksumAt = static_cast<size_t>(pkg.validLen) + frame::kData;
     if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, pkg.readLen & 0xFFFF);
+        f.append(pkg.validLen, '\0');
     }
     else
     {
         frame::putWord(f, frame::kValidLength, pkg.validLen & 0xFFFF);
-        // The packet's data replaces the data area (string replace: data of
-        // another length than validLen changes the frame's length).
+        // The packet's data fills the data area, whatever its length: data of
+        // another length than validLen changes the frame's length.
         if (pkg.validLen > 0)
         {
-            f.replace(frame::kData, pkg.validLen, pkg.data);
+            f.append(lead);
+            f.append(data);
         }
     }
+    f.append(frame::kChecksumSize, '\0');
     const unsigned int sum = storeCheckout(f);
     msg.protoKey = m_strProtoKey;
     // The checksum entry holds the full 32-bit sum, not cut to 16 bits.
-    msg.matchList = {{kReplyHeadKey, 0},
-                     {std::to_string(m_ucLabel), kLabelPosition},
-                     {std::to_string(sum), static_cast<int>(checksumAt)}};
+    msg.matchList.clear();
+    msg.matchList.reserve(3);
+    msg.matchList.push_back({kReplyHeadKey, 0});
+    msg.matchList.push_back({std::to_string(m_ucLabel), kLabelPosition});
+    msg.matchList.push_back({std::to_string(sum), static_cast<int>(checksumAt)});
     msg.frame = std::move(out);
     return emProtoSuccess;
 }

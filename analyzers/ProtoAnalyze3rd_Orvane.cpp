@@ -348,6 +348,14 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
                                                                  INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                                  ST_MSGToHardDriver& msg)
 {
+    return buildOnePacket(pkg, {}, pkg.data, request, msg);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd_Orvane::buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead,
+                                                       std::string_view data,
+                                                       INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                                       ST_MSGToHardDriver& msg)
+{
     std::shared_ptr<std::string> out;
     const em_ProtoAnalyze begun =
         beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
@@ -356,11 +364,29 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         return begun;
     }
     std::string& f = *out;
+    const size_t length = static_cast<size_t>(pkg.validLen) + kFrameOverhead;
     // The sub-header (and its extension bytes) leads the data area. The copy
     // is bounded by the frame and by the request's data.
     const size_t head =
-        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), f.size() - frame::kData, request->data.size()});
-    std::copy_n(request->data.begin(), head, f.begin() + frame::kData);
+        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), length - frame::kData, request->data.size()});
+    const std::string_view requestHead = frame::bytesOf(request->data).substr(0, head);
+    const bool payload = request->readWriteCode != emOperationRead && pkg.validLen > 0;
+    if (payload)
+    {
+        // The packet's data fills the payload area, whatever its length: data
+        // of another length than validLen changes the frame's length. What the
+        // sub-header copy wrote there is replaced.
+        f.append(requestHead.substr(0, frame::kSubHeaderSize));
+        f.append(frame::kVariantPayload - f.size(), '\0');
+        f.append(lead);
+        f.append(data);
+        f.append(frame::kChecksumSize, '\0');
+    }
+    else
+    {
+        f.append(requestHead);
+        f.append(length - f.size(), '\0');
+    }
     if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, (pkg.readLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
@@ -370,18 +396,15 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         frame::putWord(f, frame::kValidLength, (pkg.validLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
         frame::putWord(f, frame::kVariantSubValidLen, pkg.validLen & 0xFFFF);
         f[frame::kVariantLenExp] = static_cast<char>(m_nLenExp);
-        // The packet's data replaces the payload area (string replace: data of
-        // another length than validLen changes the frame's length).
-        if (pkg.validLen > 0)
-        {
-            f.replace(frame::kVariantPayload, pkg.validLen, pkg.data);
-        }
     }
     frame::putDword(f, frame::kVariantPacketSum, m_nSendCount);
     frame::putDword(f, frame::kVariantSequence, pkg.nPacketSequeseNum);
     storeCheckout(f);
     msg.protoKey = m_strProtoKey;
-    msg.matchList = {{kReplyHeadKey, 0}, {std::to_string(m_ucLabel), kLabelPosition}};
+    msg.matchList.clear();
+    msg.matchList.reserve(2);
+    msg.matchList.push_back({kReplyHeadKey, 0});
+    msg.matchList.push_back({std::to_string(m_ucLabel), kLabelPosition});
     msg.frame = std::move(out);
     return emProtoSuccess;
 }

@@ -212,20 +212,34 @@ unsigned int seal(std::string& f)
 
 std::string encodeRequest(const RequestHeader& header, size_t length)
 {
-    std::string f(std::max(length, kOverhead), '\0');
-    f[kHead0] = static_cast<char>(kServerHead0);
-    f[kHead1] = static_cast<char>(kServerHead1);
-    f[kLabel] = static_cast<char>(header.label);
-    f[kFirstAddr] = static_cast<char>(header.firstAddr);
-    f[kSecondAddr] = static_cast<char>(header.secondAddr);
-    f[kDeviceType] = static_cast<char>(header.deviceType);
-    f[kByte7] = static_cast<char>(header.byte7);
-    putWord(f, kScanBoard, header.scanBoard & 0xFFFF);
-    f[kReadWriteCode] = static_cast<char>(header.readWriteCode);
-    f[kPacketType] = static_cast<char>(header.packetType);
-    putDword(f, kRegisterAddr, header.registerAddr);
-    putWord(f, kValidLength, header.validLength & 0xFFFF);
+    std::string f;
+    f.reserve(std::max(length, kOverhead));
+    appendRequestHeader(header, f);
+    f.resize(std::max(length, kOverhead), '\0');
     return f;
+}
+
+void appendRequestHeader(const RequestHeader& header, std::string& out)
+{
+    char h[kHeaderSize] = {};
+    h[kHead0] = static_cast<char>(kServerHead0);
+    h[kHead1] = static_cast<char>(kServerHead1);
+    h[kLabel] = static_cast<char>(header.label);
+    h[kFirstAddr] = static_cast<char>(header.firstAddr);
+    h[kSecondAddr] = static_cast<char>(header.secondAddr);
+    h[kDeviceType] = static_cast<char>(header.deviceType);
+    h[kByte7] = static_cast<char>(header.byte7);
+    h[kScanBoard] = static_cast<char>(header.scanBoard & 0xFF);
+    h[kScanBoard + 1] = static_cast<char>((header.scanBoard >> 8) & 0xFF);
+    h[kReadWriteCode] = static_cast<char>(header.readWriteCode);
+    h[kPacketType] = static_cast<char>(header.packetType);
+    for (size_t i = 0; i < 4; ++i)
+    {
+        h[kRegisterAddr + i] = static_cast<char>((header.registerAddr >> (8 * i)) & 0xFF);
+    }
+    h[kValidLength] = static_cast<char>(header.validLength & 0xFF);
+    h[kValidLength + 1] = static_cast<char>((header.validLength >> 8) & 0xFF);
+    out.append(h, kHeaderSize);
 }
 
 Header decodeHeader(std::string_view f)

@@ -180,6 +180,8 @@ struct RequestHeader
 // A zero-filled frame of length bytes (at least 20) carrying the header; the
 // caller fills the data and seals it.
 std::string encodeRequest(const RequestHeader& header, size_t length);
+// Appends the 18 header bytes of a request frame to out.
+void appendRequestHeader(const RequestHeader& header, std::string& out);
 
 // ---- Reply and report frames -------------------------------------------------
 

@@ -561,7 +561,10 @@ std::shared_ptr<std::string> ProtoBase::newRequestFrame(size_t length, unsigned 
     header.readWriteCode = request.readWriteCode;
     header.packetType = request.packetType;
     header.registerAddr = registerAddr;
-    return std::make_shared<std::string>(frame::encodeRequest(header, length));
+    auto f = std::make_shared<std::string>();
+    f->reserve(std::max(length, frame::kOverhead));
+    frame::appendRequestHeader(header, *f);
+    return f;
 }
 
 unsigned int ProtoBase::storeCheckout(std::string& f)

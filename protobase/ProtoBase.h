@@ -91,10 +91,10 @@ protected:
     // Advances the 8-bit packet label (255 wraps to 0) and returns it.
     unsigned char advancePacketLabel();
     // The start both analyze_OnePackageRequst share: advances the packet label
-    // into label, logs the packet and builds into frame the zero-filled
-    // request frame of the packet's validLen plus overhead bytes with its
-    // header. 0, or 22 for a null request and 7 for a read/write code other
-    // than 0 and 1 (logged as "error <codeName>:%d"), frame left empty.
+    // into label, logs the packet and starts frame: its 18 header bytes, with
+    // room reserved for the packet's validLen plus overhead bytes. 0, or 22
+    // for a null request and 7 for a read/write code other than 0 and 1
+    // (logged as "error <codeName>:%d"), frame left empty.
     em_ProtoAnalyze beginRequestFrame(const char* sig, const ST_RegisterAddrAndValid& pkg,
                                       const INTER_ST::ThirdGenerationCommRequest_Data* request, size_t overhead,
                                       const char* codeName, unsigned char& label, std::shared_ptr<std::string>& frame);
@@ -107,8 +107,8 @@ protected:
     // short for it is logged with sig and gets the invalid-package answer.
     static void writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
                                      bool variantForm);
-    // A zero-filled request frame of the given length whose header carries
-    // the request's fields, the label and the register address.
+    // A request frame's 18 header bytes carrying the request's fields, the
+    // label and the register address, with room for length bytes in all.
     static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
                                                         const INTER_ST::ThirdGenerationCommRequest_Data& request,
                                                         unsigned int registerAddr);
