@@ -286,8 +286,16 @@ void appendRecordData(std::string_view f, unsigned int count, std::vector<unsign
     {
         return;
     }
+    const size_t end = f.size() - kChecksumSize;
+    if (end <= 256)
+    {
+        // The position cannot wrap before the checksum: one block.
+        const auto* first = reinterpret_cast<const unsigned char*>(f.data()) + kData;
+        out.insert(out.end(), first, first + std::min<size_t>(count, end - kData));
+        return;
+    }
     unsigned char p = kData;
-    for (unsigned int i = 0; i < count && p < f.size() - kChecksumSize; ++i, ++p)
+    for (unsigned int i = 0; i < count && p < end; ++i, ++p)
     {
         out.push_back(static_cast<unsigned char>(f[p]));
     }

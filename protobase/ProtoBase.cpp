@@ -36,7 +36,8 @@ const char* const SIG_upPackageListWithoutLabelMatching =
 // Reports are split at the server head 0x55 0xAA. That is the key the
 // devices' report streams are cut at, although the records decoded from them
 // carry the device head: required as it stands.
-const char* const kReportSplitKey = "55AA";
+const char kReportSplitHeadBytes[] = {static_cast<char>(frame::kServerHead0), static_cast<char>(frame::kServerHead1)};
+const std::string_view kReportSplitHead(kReportSplitHeadBytes, sizeof kReportSplitHeadBytes);
 
 // The acknowledgement is built from the decoder's ack, which starts at 255 so
 // that a report too short to decode is answered as invalid.
@@ -356,28 +357,34 @@ void ProtoBase::getThirdGenerationCommResponseData(const std::string& f, unsigne
     {
         return;
     }
+    decodeResponse(f, ack, *record);
+}
+
+void ProtoBase::decodeResponse(std::string_view f, unsigned char& ack,
+                               INTER_ST::ThirdGenerationCommResponse_Data& record)
+{
     if (f.size() < frame::kOverhead)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData, " invalid package , size is [%d] ",
              static_cast<int>(f.size()));
         return;
     }
-    copyHeader(f, *record);
-    ack = record->ack;
-    record->validDataLength = frame::recordLength(f);
-    if (record->readWriteCode == emOperationWrite)
+    copyHeader(f, record);
+    ack = record.ack;
+    record.validDataLength = frame::recordLength(f);
+    if (record.readWriteCode == emOperationWrite)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData,
              "unknown write package has no data! protoBuffer[10] code :%d ", 1);
         return;
     }
-    if (record->readWriteCode != emOperationRead)
+    if (record.readWriteCode != emOperationRead)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData, "unknown em_OperationCodeType :%d ",
-             static_cast<int>(record->readWriteCode));
+             static_cast<int>(record.readWriteCode));
         return;
     }
-    frame::appendRecordData(f, frame::declaredLength(f), record->data);
+    frame::appendRecordData(f, frame::declaredLength(f), record.data);
 }
 
 void ProtoBase::copyHeader(std::string_view f, INTER_ST::ThirdGenerationCommResponse_Data& record)
@@ -403,7 +410,7 @@ void ProtoBase::getResponseDataFromDeviceReport(const std::string& report, unsig
     writeAcknowledgement(SIG_getResponseDataFromDeviceReport, report, ack, answer.get(), false);
 }
 
-void ProtoBase::writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+void ProtoBase::writeAcknowledgement(const char* sig, std::string_view report, unsigned char ack, std::string* answer,
                                      bool variantForm)
 {
     if (answer == nullptr)
@@ -427,13 +434,18 @@ void ProtoBase::writeAcknowledgement(const char* sig, const std::string& report,
 void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, unsigned char ack,
                                                    ST_DeviceAutoReportResponseInfo& info)
 {
+    decodeReport(report, ack, info);
+}
+
+void ProtoBase::decodeReport(std::string_view report, unsigned char ack, ST_DeviceAutoReportResponseInfo& info)
+{
     auto record = std::make_shared<INTER_ST::ThirdGenerationCommResponse_Data>();
     // ack is the decoder's out-parameter: a report of 20 bytes or more replaces
     // the caller's value with its byte 2, and the acknowledgement follows that.
-    getThirdGenerationCommResponseData(report, ack, record);
+    decodeResponse(report, ack, *record);
     info.response = std::move(record);
     auto answer = std::make_shared<std::string>();
-    getResponseDataFromDeviceReport(report, ack, answer);
+    writeAcknowledgement(SIG_getResponseDataFromDeviceReport, report, ack, answer.get(), false);
     info.answer = std::move(answer);
     info.ack = ack;
     ZLOG(TRACE, SIG_getDeviceReportDataToProtoResponse, "convertDeviceReportDataToProtoResponse end. ");
@@ -463,11 +475,22 @@ void ProtoBase::upPackageListWithoutLabelMatching(std::string& buffer,
     }
     std::string head;
     hexStringToBytes(match[0].key, head);
+    std::vector<std::string_view> ok;
+    std::vector<std::string_view> failed;
+    splitReports(buffer, head, ok, failed);
+    okList.insert(okList.end(), ok.begin(), ok.end());
+    failedList.insert(failedList.end(), failed.begin(), failed.end());
+    buffer.clear();
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
+}
+
+void ProtoBase::splitReports(std::string_view buffer, std::string_view head, std::vector<std::string_view>& okList,
+                             std::vector<std::string_view>& failedList)
+{
     // Every head is taken; good checksums go to okList, the rest to failedList.
-    auto sort = [this, &okList, &failedList](std::string_view view) {
-        std::string piece(view);
-        const bool good = reviseOk(piece, 0, piece.size());
-        (good ? okList : failedList).push_back(std::move(piece));
+    auto sort = [&okList, &failedList](std::string_view piece) {
+        (checksumOk(piece) ? okList : failedList).push_back(piece);
     };
     const size_t first = frame::cutAtHeads(
         buffer, head, [](size_t, size_t) { return true; }, sort);
@@ -475,25 +498,35 @@ void ProtoBase::upPackageListWithoutLabelMatching(std::string& buffer,
     {
         failedList.push_back(buffer);
     }
-    buffer.clear();
-    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
-         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
 }
 
 void ProtoBase::analyze_DeviceReportData(std::string& buffer, std::vector<ST_DeviceAutoReportResponseInfo>& reports)
 {
     ZLOG(TRACE, SIG_analyze_DeviceReportData, "-----analyze_DeviceReportData ,analyze start ...");
-    const std::vector<ST_MSGToHardDriverMatchOne> match{{kReportSplitKey, 0}};
-    std::vector<std::string> okList;
-    std::vector<std::string> failedList;
-    upPackageListWithoutLabelMatching(buffer, match, okList, failedList);
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching start ...");
+    // The reports are decoded where they lie in buffer, which is emptied
+    // once they are (also when decoding throws), as if it had been at once.
+    struct ClearOnExit
+    {
+        explicit ClearOnExit(std::string& b) : buffer(b) {}
+        ClearOnExit(const ClearOnExit&) = delete;
+        ClearOnExit& operator=(const ClearOnExit&) = delete;
+        ~ClearOnExit() { buffer.clear(); }
+        std::string& buffer;
+    } clearOnExit(buffer);
+    std::vector<std::string_view> okList;
+    std::vector<std::string_view> failedList;
+    splitReports(buffer, kReportSplitHead, okList, failedList);
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
     reports.reserve(reports.size() + okList.size() + failedList.size());
     for (size_t i = 0; i < okList.size(); ++i)
     {
         ZLOG(TRACE, SIG_analyze_DeviceReportData, "-----analyze_DeviceReportData ,analyze strprotoOKPackageLst[%d] .",
              static_cast<int>(i));
         ST_DeviceAutoReportResponseInfo info;
-        getDeviceReportDataToProtoResponse(okList[i], kUndecodedAck, info);
+        decodeReport(okList[i], kUndecodedAck, info);
         reports.push_back(std::move(info));
     }
     for (size_t i = 0; i < failedList.size(); ++i)
@@ -501,7 +534,7 @@ void ProtoBase::analyze_DeviceReportData(std::string& buffer, std::vector<ST_Dev
         ZLOG(TRACE, SIG_analyze_DeviceReportData,
              "-----analyze_DeviceReportData ,analyze strprotoFailedPackageLst[%d] .", static_cast<int>(i));
         ST_DeviceAutoReportResponseInfo info;
-        getDeviceReportDataToProtoResponse(failedList[i], kUndecodedAck, info);
+        decodeReport(failedList[i], kUndecodedAck, info);
         reports.push_back(std::move(info));
     }
 }

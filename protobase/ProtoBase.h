@@ -105,8 +105,17 @@ protected:
     // Writes the acknowledgement of a report into *answer (nothing for a null
     // answer): the 20-byte form, or the variant's 38-byte one. A report too
     // short for it is logged with sig and gets the invalid-package answer.
-    static void writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+    static void writeAcknowledgement(const char* sig, std::string_view report, unsigned char ack, std::string* answer,
                                      bool variantForm);
+    // getThirdGenerationCommResponseData and getDeviceReportDataToProtoResponse
+    // on a view.
+    static void decodeResponse(std::string_view f, unsigned char& ack,
+                               INTER_ST::ThirdGenerationCommResponse_Data& record);
+    static void decodeReport(std::string_view report, unsigned char ack, ST_DeviceAutoReportResponseInfo& info);
+    // upPackageListWithoutLabelMatching on views into buffer, which is left
+    // as it is: an unsplit buffer is the one failed piece.
+    static void splitReports(std::string_view buffer, std::string_view head, std::vector<std::string_view>& okList,
+                             std::vector<std::string_view>& failedList);
     // A request frame's 18 header bytes carrying the request's fields, the
     // label and the register address, with room for length bytes in all.
     static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
