@@ -48,11 +48,6 @@ unsigned char hexPair(char high, char low)
     return static_cast<unsigned char>(l < 0 ? h : h * 16 + l);
 }
 
-bool startsWith(std::string_view buf, unsigned char b0, unsigned char b1)
-{
-    return byteAt(buf, 0) == b0 && byteAt(buf, 1) == b1;
-}
-
 // Both acknowledgement forms: subHeader is 0 (20 bytes) or 18 (38 bytes).
 void buildAcknowledgement(std::string_view report, unsigned char ack, size_t subHeader, std::string& out)
 {
@@ -87,11 +82,6 @@ void buildAcknowledgement(std::string_view report, unsigned char ack, size_t sub
 const unsigned char kInvalidPackageAnswer[kHeaderSize] = {0xAA, 0x55, 0x02, 0x00, 0xFE, 0xFF, 0x00, 0x00, 0x00,
                                                           0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00};
 
-unsigned int wordAt(std::string_view buf, size_t i)
-{
-    return static_cast<unsigned int>(byteAt(buf, i)) | (static_cast<unsigned int>(byteAt(buf, i + 1)) << 8);
-}
-
 unsigned int dwordAt(std::string_view buf, size_t i)
 {
     return wordAt(buf, i) | (wordAt(buf, i + 2) << 16);
@@ -119,21 +109,6 @@ void putDword(std::string& buf, size_t i, unsigned int value)
 {
     putWord(buf, i, value & 0xFFFF);
     putWord(buf, i + 2, value >> 16);
-}
-
-bool hasDeviceHead(std::string_view buf)
-{
-    return startsWith(buf, kDeviceHead0, kDeviceHead1);
-}
-
-bool hasServerHead(std::string_view buf)
-{
-    return startsWith(buf, kServerHead0, kServerHead1);
-}
-
-unsigned int declaredLength(std::string_view f)
-{
-    return wordAt(f, kValidLength);
 }
 
 unsigned int searchLength(std::string_view f)

@@ -80,16 +80,15 @@ em_ProtoAnalyze ProtoBase::checkThridPackageHeaderFlag(const std::string& buffer
 
 em_ProtoAnalyze ProtoBase::checkValidLength(const std::string& buffer)
 {
-    if (buffer.size() < frame::kOverhead)
+    switch (frame::declaredExtent(buffer))
     {
+    case frame::Extent::Short:
         return emProtoFrameShort;
+    case frame::Extent::Exact:
+        return emProtoFrameExact;
+    default:
+        return emProtoFrameLonger;
     }
-    const size_t frameLength = frame::declaredFrameLength(buffer);
-    if (frameLength > buffer.size())
-    {
-        return emProtoFrameShort;
-    }
-    return frameLength == buffer.size() ? emProtoFrameExact : emProtoFrameLonger;
 }
 
 // ---- Checksum ----------------------------------------------------------------

@@ -111,7 +111,8 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
         ZLOG(WARN, sig, "map proto is not contain match key.");
         return emProtoNotFound;
     }
-    const std::shared_ptr<ProtoBase> proto = it->second;
+    // The registry is fixed once built: its entry serves without a copy.
+    const std::shared_ptr<ProtoBase>& proto = it->second;
     if (!proto)
     {
         ZLOG(WARN, sig, "not found proto object.");
@@ -127,7 +128,8 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
         m_buffer.append(protoBuffer);
     }
     const std::string& buffer = direct ? protoBuffer : m_buffer;
-    if (proto->checkThridPackageHeaderFlag(buffer) != emProtoHeaderOk)
+    // ProtoBase's header and length checks, read inline.
+    if (!frame::hasDeviceHead(buffer))
     {
         // A wrong header stays in the buffer until the server clears it.
         keepReceived(m_buffer, direct, protoBuffer);
@@ -135,12 +137,12 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
              static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()));
         return emProtoBadHeader;
     }
-    const em_ProtoAnalyze lengthCheck = proto->checkValidLength(buffer);
-    if (lengthCheck == emProtoFrameShort)
+    if (frame::declaredExtent(buffer) == frame::Extent::Short)
     {
         keepReceived(m_buffer, direct, protoBuffer);
         ZLOG(INFO, sig, "checkValidLength,tmpBuffe.size =[%d],m_buffer.size=[%d], (em_ProtoAnalyze)nCheck=[%d].",
-             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()), static_cast<int>(lengthCheck));
+             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()),
+             static_cast<int>(emProtoFrameShort));
         return emProtoIncompleteFrame;
     }
     int offset = 0;
