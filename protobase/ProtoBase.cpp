@@ -47,9 +47,25 @@ constexpr unsigned char kUndecodedAck = 255;
 constexpr unsigned long long kReplyReserveCap = 16ULL << 20;
 
 // A label in a match entry is decimal text that the request side wrote.
+// Up to nine plain digits are read directly (atoi gives the same), anything
+// else by atoi itself.
 int labelOf(const ST_MSGToHardDriverMatchOne& one)
 {
-    return std::atoi(one.key.c_str());  // NOLINT(cert-err34-c)
+    const std::string& text = one.key;
+    if (!text.empty() && text.size() <= 9)
+    {
+        int value = 0;
+        for (const char c : text)
+        {
+            if (c < '0' || c > '9')
+            {
+                return std::atoi(text.c_str());  // NOLINT(cert-err34-c)
+            }
+            value = value * 10 + (c - '0');
+        }
+        return value;
+    }
+    return std::atoi(text.c_str());  // NOLINT(cert-err34-c)
 }
 }  // namespace
 
