@@ -249,10 +249,14 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
 
 void ProtoBase::readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match)
 {
-    m_replyKeys.head.clear();
-    if (!match.empty())
+    static const std::string kNoKey;
+    const std::string& headText = match.empty() ? kNoKey : match[0].key;
+    if (!m_replyKeys.headRead || m_replyKeys.headText != headText)
     {
-        frame::appendHexBytes(match[0].key, m_replyKeys.head);
+        m_replyKeys.head.clear();
+        frame::appendHexBytes(headText, m_replyKeys.head);
+        m_replyKeys.headText = headText;
+        m_replyKeys.headRead = true;
     }
     m_replyKeys.label = match.size() > 1 ? labelOf(match[1]) : 0;
 }

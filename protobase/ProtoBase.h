@@ -153,6 +153,10 @@ protected:
     {
         std::string head;
         int label = 0;
+        // The text head was read from: every request names the same head, so
+        // it is read again only when the text changes.
+        std::string headText;
+        bool headRead = false;
     };
     void readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match);
     // findPackageList for the reply analysis: the keys are m_replyKeys (read
