@@ -357,14 +357,12 @@ void ProtoBase::initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data*
         record->packetType = request->packetType;
         record->scanBoardAddr = request->scanBoardAddr;
         record->registerAddr = request->registerAddr;
-        if (request->readWriteCode == emOperationRead)
-        {
-            // A read's replies gather about its length in the record: room
-            // for it once, rather than growth step by step as replies come.
-            record->data.reserve(
-                static_cast<size_t>(std::min<unsigned long long>(request->validLength, kReplyReserveCap)));
-        }
     }
+    // A read's replies gather about its length in the record: the first reply
+    // makes room for it once, rather than growth step by step as replies come.
+    const bool read = request != nullptr && request->readWriteCode == emOperationRead;
+    m_replyReserve =
+        read ? static_cast<size_t>(std::min<unsigned long long>(request->validLength, kReplyReserveCap)) : 0;
     record->validDataLength = 0;
     m_replyRecord = std::move(record);
 }
@@ -473,9 +471,14 @@ void ProtoBase::decodeReport(std::string_view report, unsigned char ack, ST_Devi
 size_t ProtoBase::appendReplyData(std::string_view package, unsigned int validDataLength)
 {
     const std::string_view data = frame::replyData(package, validDataLength);
+    std::vector<unsigned char>& out = m_replyRecord->data;
+    if (out.capacity() == 0 && !data.empty())
+    {
+        out.reserve(std::max(m_replyReserve, data.size()));
+    }
     // As unsigned bytes, so that the insert is one block copy.
     const auto* first = reinterpret_cast<const unsigned char*>(data.data());
-    m_replyRecord->data.insert(m_replyRecord->data.end(), first, first + data.size());
+    out.insert(out.end(), first, first + data.size());
     return data.size();
 }
 

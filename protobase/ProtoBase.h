@@ -172,6 +172,8 @@ protected:
     std::string m_strProtoKey;
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;
     unsigned char m_ucPacketLabel = 0;
+    // Room the first reply data of a read request makes in the record.
+    size_t m_replyReserve = 0;
     ReplyKeys m_replyKeys;
     std::vector<std::string_view> m_packages;
 };
