@@ -226,6 +226,14 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
                                                           INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                           ST_MSGToHardDriver& msg)
 {
+    return buildOnePacket(pkg, {}, pkg.data, request, msg);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead,
+                                                std::string_view data,
+                                                INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                                ST_MSGToHardDriver& msg)
+{
     std::shared_ptr<std::string> out;
     const em_ProtoAnalyze begun =
         beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
@@ -236,27 +244,32 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_OnePackageRequst(const ST_RegisterAddrA
     std::string& f = *out;
     // Where the checksum goes, as planned: the reply list names it so even
     // when the packet's data changed the frame's length.
-    const size_t checksumAt = f.size() - 2;
+    const size_t checksumAt = static_cast<size_t>(pkg.validLen) + frame::kData;
     if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, pkg.readLen & 0xFFFF);
+        f.append(pkg.validLen, '\0');
     }
     else
     {
         frame::putWord(f, frame::kValidLength, pkg.validLen & 0xFFFF);
-        // The packet's data replaces the data area (string replace: data of
-        // another length than validLen changes the frame's length).
+        // The packet's data fills the data area, whatever its length: data of
+        // another length than validLen changes the frame's length.
         if (pkg.validLen > 0)
         {
-            f.replace(frame::kData, pkg.validLen, pkg.data);
+            f.append(lead);
+            f.append(data);
         }
     }
+    f.append(frame::kChecksumSize, '\0');
     const unsigned int sum = storeCheckout(f);
     msg.protoKey = m_strProtoKey;
     // The checksum entry holds the full 32-bit sum, not cut to 16 bits.
-    msg.matchList = {{kReplyHeadKey, 0},
-                     {std::to_string(m_ucLabel), kLabelPosition},
-                     {std::to_string(sum), static_cast<int>(checksumAt)}};
+    msg.matchList.clear();
+    msg.matchList.reserve(3);
+    msg.matchList.push_back({kReplyHeadKey, 0});
+    msg.matchList.push_back({std::to_string(m_ucLabel), kLabelPosition});
+    msg.matchList.push_back({std::to_string(sum), static_cast<int>(checksumAt)});
     msg.frame = std::move(out);
     return emProtoSuccess;
 }
@@ -275,15 +288,16 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, 
     }
     ZLOG(TRACE, sig, "find package list begin, buffer size:%d, match size:%d, offset:%d.",
          static_cast<int>(protoBuffer.size()), static_cast<int>(matchList.size()), offset);
-    std::vector<std::string> packages;
-    const bool found = findPackageList(protoBuffer, matchList, offset, packages);
+    readReplyKeys(matchList);
+    const bool found = findPackages(protoBuffer, matchList, offset);
+    const std::vector<std::string_view>& packages = m_packages;
     ZLOG(TRACE, sig,
          "find package list ret(bool):%d, type:%d, buffer size:%d, match size:%d, offset:%d, package size:%d.",
          found ? 1 : 0, static_cast<int>(type), static_cast<int>(protoBuffer.size()),
          static_cast<int>(matchList.size()), offset, static_cast<int>(packages.size()));
-    for (const std::string& package : packages)
+    for (const std::string_view package : packages)
     {
-        const em_ProtoAnalyze result = analyzeDeviceData_ByCommonProtocol(package, matchList, type, offset);
+        const em_ProtoAnalyze result = analyzePackage(package, matchList, type, offset);
         ZLOG(TRACE, sig, "analyze common package opeResTmp[%d],offset[%d].", static_cast<int>(result), offset);
         if (result == emProtoSuccess)
         {
@@ -299,6 +313,14 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyze_DeviceData(const em_RequestType& type, 
 em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     const std::string& package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList, const em_RequestType& type,
     int& offset)
+{
+    readReplyKeys(matchList);
+    return analyzePackage(package, matchList, type, offset);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd::analyzePackage(std::string_view package,
+                                                const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                                const em_RequestType& type, int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
     const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);
@@ -350,7 +372,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::analyzeDeviceData_ByCommonProtocol(
     return emProtoSuccess;
 }
 
-void ProtoAnalyze3rd::appendToOutputFile(const std::string& package, size_t first, size_t count)
+void ProtoAnalyze3rd::appendToOutputFile(std::string_view package, size_t first, size_t count)
 {
     // Opened lazily on the first data of a file read, closed when it completes.
     if (!m_ofsFile.is_open())

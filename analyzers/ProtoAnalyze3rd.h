@@ -61,6 +61,11 @@ public:
     em_ProtoAnalyze analyze_OnePackageRequst(const ST_RegisterAddrAndValid& pkg,
                                              INTER_ST::ThirdGenerationCommRequest_Data* request,
                                              ST_MSGToHardDriver& msg);
+    // analyze_OnePackageRequst with the packet's data given as lead followed
+    // by data (pkg.data is not read): the request builder's path, which hands
+    // the bytes over where they lie.
+    em_ProtoAnalyze buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead, std::string_view data,
+                                   INTER_ST::ThirdGenerationCommRequest_Data* request, ST_MSGToHardDriver& msg);
 
     // Checks and counts one reply package. 0 accepted, 7 bad read/write code
     // (already counted), 12 checksum wrong, 255 expected replies not matched.
@@ -81,7 +86,10 @@ protected:
                                  bool selfIncreasing, unsigned long long total, request_packets::PacketSource& source,
                                  bool fromFile);
     // Appends a read reply's data to the output file of a file read.
-    void appendToOutputFile(const std::string& package, size_t first, size_t count);
+    // analyzeDeviceData_ByCommonProtocol with the match list's keys read.
+    em_ProtoAnalyze analyzePackage(std::string_view package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                   const em_RequestType& type, int& offset);
+    void appendToOutputFile(std::string_view package, size_t first, size_t count);
 
     unsigned char m_ucLabel = 0;
     unsigned long long m_nSendCount = 0;

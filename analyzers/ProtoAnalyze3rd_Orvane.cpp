@@ -348,6 +348,14 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
                                                                  INTER_ST::ThirdGenerationCommRequest_Data* request,
                                                                  ST_MSGToHardDriver& msg)
 {
+    return buildOnePacket(pkg, {}, pkg.data, request, msg);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd_Orvane::buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead,
+                                                       std::string_view data,
+                                                       INTER_ST::ThirdGenerationCommRequest_Data* request,
+                                                       ST_MSGToHardDriver& msg)
+{
     std::shared_ptr<std::string> out;
     const em_ProtoAnalyze begun =
         beginRequestFrame(SIG_analyze_OnePackageRequst, pkg, request, kFrameOverhead, kCodeName, m_ucLabel, out);
@@ -356,11 +364,29 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         return begun;
     }
     std::string& f = *out;
+    const size_t length = static_cast<size_t>(pkg.validLen) + kFrameOverhead;
     // The sub-header (and its extension bytes) leads the data area. The copy
     // is bounded by the frame and by the request's data.
     const size_t head =
-        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), f.size() - frame::kData, request->data.size()});
-    std::copy_n(request->data.begin(), head, f.begin() + frame::kData);
+        std::min({static_cast<size_t>(std::max(pkg.lenHead, 0)), length - frame::kData, request->data.size()});
+    const std::string_view requestHead = frame::bytesOf(request->data).substr(0, head);
+    const bool payload = request->readWriteCode != emOperationRead && pkg.validLen > 0;
+    if (payload)
+    {
+        // The packet's data fills the payload area, whatever its length: data
+        // of another length than validLen changes the frame's length. What the
+        // sub-header copy wrote there is replaced.
+        f.append(requestHead.substr(0, frame::kSubHeaderSize));
+        f.append(frame::kVariantPayload - f.size(), '\0');
+        f.append(lead);
+        f.append(data);
+        f.append(frame::kChecksumSize, '\0');
+    }
+    else
+    {
+        f.append(requestHead);
+        f.append(length - f.size(), '\0');
+    }
     if (request->readWriteCode == emOperationRead)
     {
         frame::putWord(f, frame::kValidLength, (pkg.readLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
@@ -370,18 +396,15 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_OnePackageRequst(const ST_Regist
         frame::putWord(f, frame::kValidLength, (pkg.validLen + static_cast<unsigned int>(pkg.lenHead)) & 0xFFFF);
         frame::putWord(f, frame::kVariantSubValidLen, pkg.validLen & 0xFFFF);
         f[frame::kVariantLenExp] = static_cast<char>(m_nLenExp);
-        // The packet's data replaces the payload area (string replace: data of
-        // another length than validLen changes the frame's length).
-        if (pkg.validLen > 0)
-        {
-            f.replace(frame::kVariantPayload, pkg.validLen, pkg.data);
-        }
     }
     frame::putDword(f, frame::kVariantPacketSum, m_nSendCount);
     frame::putDword(f, frame::kVariantSequence, pkg.nPacketSequeseNum);
     storeCheckout(f);
     msg.protoKey = m_strProtoKey;
-    msg.matchList = {{kReplyHeadKey, 0}, {std::to_string(m_ucLabel), kLabelPosition}};
+    msg.matchList.clear();
+    msg.matchList.reserve(2);
+    msg.matchList.push_back({kReplyHeadKey, 0});
+    msg.matchList.push_back({std::to_string(m_ucLabel), kLabelPosition});
     msg.frame = std::move(out);
     return emProtoSuccess;
 }
@@ -399,17 +422,19 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
     {
         return emProtoShortMatchList;
     }
-    std::vector<std::string> packages;
-    const bool found = findPackageList(protoBuffer, matchList, offset, packages);
+    readReplyKeys(matchList);
+    const bool found = findPackages(protoBuffer, matchList, offset);
+    const std::vector<std::string_view>& packages = m_packages;
     ZLOG(TRACE, sig, "findPackageList result[%d], offset[%d], strPackageVec[%d].", found ? 1 : 0, offset,
          static_cast<int>(packages.size()));
     if (!found)
     {
         return emProtoNoPackage;
     }
-    for (const std::string& package : packages)
+    for (const std::string_view package : packages)
     {
-        const bool labelFound = isLabelAtWantedPosition(package, matchList[1]);
+        const bool labelFound =
+            labelAtWantedPosition(package, matchList[1].posWanted, static_cast<unsigned char>(m_replyKeys.label));
         ZLOG(TRACE, sig, "find package list bFind[%d], type[%d], buffer size[%d], match size[%d], offset[%d].",
              labelFound ? 1 : 0, static_cast<int>(type), static_cast<int>(protoBuffer.size()),
              static_cast<int>(matchList.size()), offset);
@@ -418,7 +443,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
             ZLOG(WARN, sig, "err when analyze common package result[%d], offset[%d].", 0, offset);
             continue;
         }
-        const em_ProtoAnalyze result = analyzeDeviceData_ByCommonProtocol(package, matchList, type, offset);
+        const em_ProtoAnalyze result = analyzePackage(package, matchList, type, offset);
         // bRet is logged as the constant 0: no flag is carried there.
         ZLOG(TRACE, sig, "analyze common package opeResTmp[%d],bRet[%d], offset[%d].", static_cast<int>(result), 0,
              offset);
@@ -434,12 +459,17 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyze_DeviceData(const em_RequestType&
 bool ProtoAnalyze3rd_Orvane::isLabelAtWantedPosition(const std::string& package,
                                                      const ST_MSGToHardDriverMatchOne& matchOne)
 {
-    if (matchOne.posWanted < 0 || static_cast<size_t>(matchOne.posWanted) >= package.size())
+    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));  // NOLINT(cert-err34-c)
+    return labelAtWantedPosition(package, matchOne.posWanted, label);
+}
+
+bool ProtoAnalyze3rd_Orvane::labelAtWantedPosition(std::string_view package, int posWanted, unsigned char label)
+{
+    if (posWanted < 0 || static_cast<size_t>(posWanted) >= package.size())
     {
         return false;
     }
-    const auto label = static_cast<unsigned char>(std::atoi(matchOne.key.c_str()));  // NOLINT(cert-err34-c)
-    return static_cast<unsigned char>(package[static_cast<size_t>(matchOne.posWanted)]) == label;
+    return static_cast<unsigned char>(package[static_cast<size_t>(posWanted)]) == label;
 }
 
 // ---- Package check -------------------------------------------------------------------------
@@ -447,6 +477,14 @@ bool ProtoAnalyze3rd_Orvane::isLabelAtWantedPosition(const std::string& package,
 em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzeDeviceData_ByCommonProtocol(
     const std::string& package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList, const em_RequestType& type,
     int& offset)
+{
+    readReplyKeys(matchList);
+    return analyzePackage(package, matchList, type, offset);
+}
+
+em_ProtoAnalyze ProtoAnalyze3rd_Orvane::analyzePackage(std::string_view package,
+                                                       const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                                       const em_RequestType& type, int& offset)
 {
     const char* const sig = SIG_analyzeDeviceData_ByCommonProtocol;
     const em_ProtoAnalyze checked = checkReplyPackage(sig, package, matchList, type, offset, kPackageCheck);

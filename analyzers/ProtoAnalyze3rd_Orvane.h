@@ -59,6 +59,11 @@ public:
     em_ProtoAnalyze analyze_OnePackageRequst(const ST_RegisterAddrAndValid& pkg,
                                              INTER_ST::ThirdGenerationCommRequest_Data* request,
                                              ST_MSGToHardDriver& msg);
+    // analyze_OnePackageRequst with the packet's data given as lead followed
+    // by data (pkg.data is not read): the request builder's path, which hands
+    // the bytes over where they lie.
+    em_ProtoAnalyze buildOnePacket(const ST_RegisterAddrAndValid& pkg, std::string_view lead, std::string_view data,
+                                   INTER_ST::ThirdGenerationCommRequest_Data* request, ST_MSGToHardDriver& msg);
 
     // Reads packet sum and sequence number from the sub-header and sets the
     // counters so that one reply completes the transfer. Returns 1.
@@ -79,6 +84,10 @@ public:
                                          std::shared_ptr<std::string> answer);
 
 protected:
+    // analyzeDeviceData_ByCommonProtocol with the match list's keys read.
+    em_ProtoAnalyze analyzePackage(std::string_view package, const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
+                                   const em_RequestType& type, int& offset);
+    static bool labelAtWantedPosition(std::string_view package, int posWanted, unsigned char label);
     // The sub-header length (18 plus its extension) of a request.
     struct SubHeader
     {

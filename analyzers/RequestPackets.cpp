@@ -228,6 +228,25 @@ em_ProtoAnalyze PacketSource::take(const char* sig, size_t count, std::string& i
     return emProtoSuccess;
 }
 
+em_ProtoAnalyze PacketSource::next(const char* sig, size_t count, std::string_view& bytes)
+{
+    if (!m_fromFile)
+    {
+        if (count > m_bytes.size() - m_index)
+        {
+            ZLOG(INFO, sig, "operation result[%d]", static_cast<int>(emProtoBadRegisterAddr));
+            return emProtoBadRegisterAddr;
+        }
+        bytes = m_bytes.substr(m_index, count);
+        m_index += count;
+        return emProtoSuccess;
+    }
+    m_chunk.clear();
+    const em_ProtoAnalyze taken = take(sig, count, m_chunk);
+    bytes = m_chunk;
+    return taken;
+}
+
 void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out)
 {
     ZLOG(TRACE, sig, "MSGToHardDriverLst.size :%d", static_cast<int>(out.size()));

@@ -81,6 +81,9 @@ public:
     // Appends the next count bytes to into. 0, or 13 when the bytes run out,
     // 24 when the file ends early or fails (each logged with sig).
     em_ProtoAnalyze take(const char* sig, size_t count, std::string& into);
+    // take without a copy: bytes sees the next count bytes where they lie
+    // (the caller's, or this source's buffer, valid until the next call).
+    em_ProtoAnalyze next(const char* sig, size_t count, std::string_view& bytes);
 
 private:
     std::string_view m_bytes;
@@ -88,12 +91,13 @@ private:
     bool m_fromFile = false;
     std::string m_path;
     std::ifstream m_file;
+    std::string m_chunk;
 };
 
 // Logs the number of messages in out once a request's packets are all built.
 void logMessageCount(const char* sig, const std::list<ST_MSGToHardDriver>& out);
 
-// Builds one message per packet with the analyzer's analyze_OnePackageRequst,
+// Builds one message per packet with the analyzer's buildOnePacket,
 // appending each to out in order; stops at the first failure, keeping what
 // was appended before it. 17 for no packets. With a source, each packet's
 // data is prefix followed by the source's next bytes, up to its validLen.
@@ -106,25 +110,21 @@ em_ProtoAnalyze buildPackets(Analyzer& analyzer, const char* sig, const std::vec
     {
         return emProtoNoPackage;
     }
-    ST_RegisterAddrAndValid current;
     for (const ST_RegisterAddrAndValid& pkg : packets)
     {
-        current.nPacketSequeseNum = pkg.nPacketSequeseNum;
-        current.lenHead = pkg.lenHead;
-        current.readLen = pkg.readLen;
-        current.registerAddr = pkg.registerAddr;
-        current.validLen = pkg.validLen;
+        std::string_view lead;
+        std::string_view data;
         if (source != nullptr)
         {
-            current.data.assign(prefix.data(), prefix.size());
-            const em_ProtoAnalyze taken = source->take(sig, pkg.validLen - prefix.size(), current.data);
+            lead = prefix;
+            const em_ProtoAnalyze taken = source->next(sig, pkg.validLen - prefix.size(), data);
             if (taken != emProtoSuccess)
             {
                 return taken;
             }
         }
         out.emplace_back();
-        const em_ProtoAnalyze result = analyzer.analyze_OnePackageRequst(current, request, out.back());
+        const em_ProtoAnalyze result = analyzer.buildOnePacket(pkg, lead, data, request, out.back());
         if (result != emProtoSuccess)
         {
             out.pop_back();

@@ -94,7 +94,10 @@ inline unsigned char byteAt(std::string_view buf, size_t i)
     return i < buf.size() ? static_cast<unsigned char>(buf[i]) : 0;
 }
 // The 16-bit value at i, both bytes unsigned.
-unsigned int wordAt(std::string_view buf, size_t i);
+inline unsigned int wordAt(std::string_view buf, size_t i)
+{
+    return static_cast<unsigned int>(byteAt(buf, i)) | (static_cast<unsigned int>(byteAt(buf, i + 1)) << 8);
+}
 // The 32-bit value at i.
 unsigned int dwordAt(std::string_view buf, size_t i);
 // buf[first .. first+count) cut to what buf holds (empty past its end).
@@ -111,8 +114,16 @@ inline std::string_view bytesOf(const std::vector<unsigned char>& v)
 
 // ---- Heads and lengths ----------------------------------------------------
 
-bool hasDeviceHead(std::string_view buf);  // starts AA 55
-bool hasServerHead(std::string_view buf);  // starts 55 AA
+// starts AA 55
+inline bool hasDeviceHead(std::string_view buf)
+{
+    return byteAt(buf, kHead0) == kDeviceHead0 && byteAt(buf, kHead1) == kDeviceHead1;
+}
+// starts 55 AA
+inline bool hasServerHead(std::string_view buf)
+{
+    return byteAt(buf, kHead0) == kServerHead0 && byteAt(buf, kHead1) == kServerHead1;
+}
 
 // The length field is read three ways, each by its own readers, and every
 // one of them is observable behaviour that the server and the devices' peers
@@ -125,7 +136,10 @@ bool hasServerHead(std::string_view buf);  // starts 55 AA
 //  - recordLength: the same signed sum kept to 32 bits (a low byte of 0x80 or
 //    more with byte 17 zero reads near 2^32). The reply-record decoder stores
 //    it in the record's validDataLength.
-unsigned int declaredLength(std::string_view f);
+inline unsigned int declaredLength(std::string_view f)
+{
+    return wordAt(f, kValidLength);
+}
 unsigned int searchLength(std::string_view f);
 unsigned int recordLength(std::string_view f);
 
@@ -133,6 +147,28 @@ unsigned int recordLength(std::string_view f);
 inline size_t declaredFrameLength(std::string_view f)
 {
     return declaredLength(f) + kOverhead;
+}
+
+// How much of a frame by its declared length a buffer holds: less (or less
+// than 20 bytes), exactly the frame, or more.
+enum class Extent
+{
+    Short,
+    Exact,
+    Longer
+};
+inline Extent declaredExtent(std::string_view buf)
+{
+    if (buf.size() < kOverhead)
+    {
+        return Extent::Short;
+    }
+    const size_t frameLength = declaredFrameLength(buf);
+    if (frameLength > buf.size())
+    {
+        return Extent::Short;
+    }
+    return frameLength == buf.size() ? Extent::Exact : Extent::Longer;
 }
 
 // Where a frame at the buffer's start ends, by searchLength: what the pushed
@@ -180,6 +216,8 @@ struct RequestHeader
 // A zero-filled frame of length bytes (at least 20) carrying the header; the
 // caller fills the data and seals it.
 std::string encodeRequest(const RequestHeader& header, size_t length);
+// Appends the 18 header bytes of a request frame to out.
+void appendRequestHeader(const RequestHeader& header, std::string& out);
 
 // ---- Reply and report frames -------------------------------------------------
 

@@ -8,6 +8,7 @@
 #include "log/LogCall.h"
 #include "log/LogSignature.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -35,16 +36,36 @@ const char* const SIG_upPackageListWithoutLabelMatching =
 // Reports are split at the server head 0x55 0xAA. That is the key the
 // devices' report streams are cut at, although the records decoded from them
 // carry the device head: required as it stands.
-const char* const kReportSplitKey = "55AA";
+const char kReportSplitHeadBytes[] = {static_cast<char>(frame::kServerHead0), static_cast<char>(frame::kServerHead1)};
+const std::string_view kReportSplitHead(kReportSplitHeadBytes, sizeof kReportSplitHeadBytes);
 
 // The acknowledgement is built from the decoder's ack, which starts at 255 so
 // that a report too short to decode is answered as invalid.
 constexpr unsigned char kUndecodedAck = 255;
 
+// The most a read request reserves in its reply record ahead of the replies.
+constexpr unsigned long long kReplyReserveCap = 16ULL << 20;
+
 // A label in a match entry is decimal text that the request side wrote.
+// Up to nine plain digits are read directly (atoi gives the same), anything
+// else by atoi itself.
 int labelOf(const ST_MSGToHardDriverMatchOne& one)
 {
-    return std::atoi(one.key.c_str());  // NOLINT(cert-err34-c)
+    const std::string& text = one.key;
+    if (!text.empty() && text.size() <= 9)
+    {
+        int value = 0;
+        for (const char c : text)
+        {
+            if (c < '0' || c > '9')
+            {
+                return std::atoi(text.c_str());  // NOLINT(cert-err34-c)
+            }
+            value = value * 10 + (c - '0');
+        }
+        return value;
+    }
+    return std::atoi(text.c_str());  // NOLINT(cert-err34-c)
 }
 }  // namespace
 
@@ -75,21 +96,22 @@ em_ProtoAnalyze ProtoBase::checkThridPackageHeaderFlag(const std::string& buffer
 
 em_ProtoAnalyze ProtoBase::checkValidLength(const std::string& buffer)
 {
-    if (buffer.size() < frame::kOverhead)
+    switch (frame::declaredExtent(buffer))
     {
+    case frame::Extent::Short:
         return emProtoFrameShort;
+    case frame::Extent::Exact:
+        return emProtoFrameExact;
+    default:
+        return emProtoFrameLonger;
     }
-    const size_t frameLength = frame::declaredFrameLength(buffer);
-    if (frameLength > buffer.size())
-    {
-        return emProtoFrameShort;
-    }
-    return frameLength == buffer.size() ? emProtoFrameExact : emProtoFrameLonger;
 }
 
 // ---- Checksum ----------------------------------------------------------------
 
-bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long long length)
+namespace
+{
+bool reviseRange(std::string_view buffer, int offset, unsigned long long length)
 {
     // Callers pass offset 0 and the buffer's own size. A range too short to
     // hold a checksum, or past the buffer, cannot verify. Two or three bytes
@@ -99,8 +121,7 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
     bool ok = false;
     if (inRange)
     {
-        const std::string_view range =
-            std::string_view(buffer).substr(static_cast<size_t>(offset), static_cast<size_t>(length));
+        const std::string_view range = buffer.substr(static_cast<size_t>(offset), static_cast<size_t>(length));
         const unsigned int computed = frame::frameChecksumSum(range) & 0xFFFF;
         const unsigned int stored = frame::storedChecksum(range);
         ZLOG(DEBUG, SIG_reviseOk, "cacl checkout[%d], from checkout[%d].", static_cast<int>(computed),
@@ -113,6 +134,17 @@ bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long lo
              static_cast<int>(buffer.size()));
     }
     return ok;
+}
+}  // namespace
+
+bool ProtoBase::reviseOk(const std::string& buffer, int offset, unsigned long long length)
+{
+    return reviseRange(buffer, offset, length);
+}
+
+bool ProtoBase::checksumOk(std::string_view package)
+{
+    return reviseRange(package, 0, package.size());
 }
 
 void ProtoBase::calcCheckout(const std::string& buffer, int first, int count, unsigned int& sum)
@@ -137,16 +169,9 @@ bool ProtoBase::hexStringToBytes(const std::string& hex, std::string& bytes)
     return true;
 }
 
-bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
-                                int& offset, std::vector<std::string>& strPackageVec)
+void ProtoBase::cutPackages(std::string_view buffer, std::string_view head, unsigned char wantedLabel, int& offset,
+                            std::vector<std::string_view>& out)
 {
-    if (match.size() < 2)
-    {
-        return false;
-    }
-    std::string head;
-    hexStringToBytes(match[0].key, head);
-    const auto wantedLabel = static_cast<unsigned char>(labelOf(match[1]));
     const long long size = static_cast<long long>(buffer.size());
     // A later head is taken only for a frame with the wanted label that reaches
     // exactly to the buffer's end, by the search reading of its length.
@@ -166,7 +191,7 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
         }
         // pos + 3 may equal the size: that reads the string's terminating
         // zero. With pos "none" (-1) the label is read at byte 2.
-        const auto label = static_cast<unsigned char>(buffer[static_cast<size_t>(pos + 3)]);
+        const unsigned char label = frame::byteAt(buffer, static_cast<size_t>(pos + 3));
         if (label != wantedLabel)
         {
             ZLOG(INFO, SIG_findPackageList, "req label = %d, rsp label = %d.", static_cast<int>(wantedLabel),
@@ -185,7 +210,7 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
             ZLOG(INFO, SIG_findPackageList, "subPackage len too less!");
             return false;
         }
-        const unsigned int validLen = frame::searchLength(std::string_view(buffer).substr(found));
+        const unsigned int validLen = frame::searchLength(buffer.substr(found));
         if (remainder != static_cast<long long>(validLen) + static_cast<long long>(frame::kOverhead))
         {
             ZLOG(INFO, SIG_findPackageList, "subPackageLen != valiadLen+20 ,subPackageLen:%d,valiadLen:%d!",
@@ -197,28 +222,67 @@ bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_
     // The first head's position is the offset, set before any later head is
     // weighed: a caller that catches the exception below still sees it.
     const size_t first = buffer.find(head);
-    if (first != std::string::npos)
+    if (first != std::string_view::npos)
     {
         offset = static_cast<int>(first);
     }
-    frame::cutAtHeads(buffer, head, accept,
-                      [&strPackageVec](std::string_view piece) { strPackageVec.emplace_back(piece); });
+    frame::cutAtHeads(buffer, head, accept, [&out](std::string_view piece) { out.push_back(piece); });
+}
+
+bool ProtoBase::findPackageList(const std::string& buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match,
+                                int& offset, std::vector<std::string>& strPackageVec)
+{
+    if (match.size() < 2)
+    {
+        return false;
+    }
+    std::string head;
+    hexStringToBytes(match[0].key, head);
+    std::vector<std::string_view> pieces;
+    cutPackages(buffer, head, static_cast<unsigned char>(labelOf(match[1])), offset, pieces);
+    strPackageVec.insert(strPackageVec.end(), pieces.begin(), pieces.end());
     const bool found = !strPackageVec.empty();
     ZLOG(TRACE, SIG_findPackageList, "findPackageList,bRet:%d-strPackageVec.size:%d", found ? 1 : 0,
          static_cast<int>(strPackageVec.size()));
     return found;
 }
 
-bool ProtoBase::headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey)
+void ProtoBase::readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match)
 {
-    hexStringToBytes(one.key, byteKey);
-    const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(one.posWanted)));
+    static const std::string kNoKey;
+    const std::string& headText = match.empty() ? kNoKey : match[0].key;
+    if (!m_replyKeys.headRead || m_replyKeys.headText != headText)
+    {
+        m_replyKeys.head.clear();
+        frame::appendHexBytes(headText, m_replyKeys.head);
+        m_replyKeys.headText = headText;
+        m_replyKeys.headRead = true;
+    }
+    m_replyKeys.label = match.size() > 1 ? labelOf(match[1]) : 0;
+}
+
+bool ProtoBase::findPackages(std::string_view buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match, int& offset)
+{
+    m_packages.clear();
+    if (match.size() < 2)
+    {
+        return false;
+    }
+    cutPackages(buffer, m_replyKeys.head, static_cast<unsigned char>(m_replyKeys.label), offset, m_packages);
+    const bool found = !m_packages.empty();
+    ZLOG(TRACE, SIG_findPackageList, "findPackageList,bRet:%d-strPackageVec.size:%d", found ? 1 : 0,
+         static_cast<int>(m_packages.size()));
+    return found;
+}
+
+bool ProtoBase::headKeyFound(std::string_view package, std::string_view byteKey, int posWanted)
+{
+    const auto pos = static_cast<unsigned int>(package.find(byteKey, static_cast<size_t>(posWanted)));
     return pos != 0xFFFFFFFFu;
 }
 
-bool ProtoBase::labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one)
+bool ProtoBase::labelMatches(const char* sig, std::string_view package, int label)
 {
-    const int label = labelOf(one);
     const unsigned char got = frame::byteAt(package, frame::kLabel);
     ZLOG(TRACE, sig, "label[%d], (unsigned char)rawDatagramBuf3[%d].", label, static_cast<int>(got));
     if (label != got)
@@ -229,20 +293,20 @@ bool ProtoBase::labelMatches(const char* sig, const std::string& package, const 
     return true;
 }
 
-em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, const std::string& package,
+em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, std::string_view package,
                                              const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
                                              const em_RequestType& type, int& offset, const PackageCheckRules& rules)
 {
     m_replyRecord->ack = frame::byteAt(package, frame::kAck);
-    if (!reviseOk(package, 0, package.size()))
+    if (!checksumOk(package))
     {
         ZLOG(INFO, sig, "%smsgType[%d], offset valid[%d].", rules.checksumLogLead, static_cast<int>(type), offset);
         return rules.checksumWrong;
     }
     const size_t count = matchList.size();
     size_t matchCount = 0;
-    std::string byteKey;
-    if (count > 1 && !headKeyFound(package, matchList[0], byteKey))
+    const std::string& byteKey = m_replyKeys.head;
+    if (count > 1 && !headKeyFound(package, byteKey, matchList[0].posWanted))
     {
         ZLOG(INFO, sig, "rawDatagramBuf%s,byteKey%s,posWanted:%d", rules.keyMark, rules.keyMark,
              matchList[0].posWanted);
@@ -257,7 +321,7 @@ em_ProtoAnalyze ProtoBase::checkReplyPackage(const char* sig, const std::string&
     }
     if (count > 2)
     {
-        if (labelMatches(sig, package, matchList[1]))
+        if (labelMatches(sig, package, m_replyKeys.label))
         {
             ++matchCount;
         }
@@ -294,6 +358,11 @@ void ProtoBase::initReplyRecord(const INTER_ST::ThirdGenerationCommRequest_Data*
         record->scanBoardAddr = request->scanBoardAddr;
         record->registerAddr = request->registerAddr;
     }
+    // A read's replies gather about its length in the record: the first reply
+    // makes room for it once, rather than growth step by step as replies come.
+    const bool read = request != nullptr && request->readWriteCode == emOperationRead;
+    m_replyReserve =
+        read ? static_cast<size_t>(std::min<unsigned long long>(request->validLength, kReplyReserveCap)) : 0;
     record->validDataLength = 0;
     m_replyRecord = std::move(record);
 }
@@ -305,28 +374,34 @@ void ProtoBase::getThirdGenerationCommResponseData(const std::string& f, unsigne
     {
         return;
     }
+    decodeResponse(f, ack, *record);
+}
+
+void ProtoBase::decodeResponse(std::string_view f, unsigned char& ack,
+                               INTER_ST::ThirdGenerationCommResponse_Data& record)
+{
     if (f.size() < frame::kOverhead)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData, " invalid package , size is [%d] ",
              static_cast<int>(f.size()));
         return;
     }
-    copyHeader(f, *record);
-    ack = record->ack;
-    record->validDataLength = frame::recordLength(f);
-    if (record->readWriteCode == emOperationWrite)
+    copyHeader(f, record);
+    ack = record.ack;
+    record.validDataLength = frame::recordLength(f);
+    if (record.readWriteCode == emOperationWrite)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData,
              "unknown write package has no data! protoBuffer[10] code :%d ", 1);
         return;
     }
-    if (record->readWriteCode != emOperationRead)
+    if (record.readWriteCode != emOperationRead)
     {
         ZLOG(WARN, SIG_getThirdGenerationCommResponseData, "unknown em_OperationCodeType :%d ",
-             static_cast<int>(record->readWriteCode));
+             static_cast<int>(record.readWriteCode));
         return;
     }
-    frame::appendRecordData(f, frame::declaredLength(f), record->data);
+    frame::appendRecordData(f, frame::declaredLength(f), record.data);
 }
 
 void ProtoBase::copyHeader(std::string_view f, INTER_ST::ThirdGenerationCommResponse_Data& record)
@@ -352,7 +427,7 @@ void ProtoBase::getResponseDataFromDeviceReport(const std::string& report, unsig
     writeAcknowledgement(SIG_getResponseDataFromDeviceReport, report, ack, answer.get(), false);
 }
 
-void ProtoBase::writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+void ProtoBase::writeAcknowledgement(const char* sig, std::string_view report, unsigned char ack, std::string* answer,
                                      bool variantForm)
 {
     if (answer == nullptr)
@@ -376,22 +451,34 @@ void ProtoBase::writeAcknowledgement(const char* sig, const std::string& report,
 void ProtoBase::getDeviceReportDataToProtoResponse(const std::string& report, unsigned char ack,
                                                    ST_DeviceAutoReportResponseInfo& info)
 {
+    decodeReport(report, ack, info);
+}
+
+void ProtoBase::decodeReport(std::string_view report, unsigned char ack, ST_DeviceAutoReportResponseInfo& info)
+{
     auto record = std::make_shared<INTER_ST::ThirdGenerationCommResponse_Data>();
     // ack is the decoder's out-parameter: a report of 20 bytes or more replaces
     // the caller's value with its byte 2, and the acknowledgement follows that.
-    getThirdGenerationCommResponseData(report, ack, record);
+    decodeResponse(report, ack, *record);
     info.response = std::move(record);
     auto answer = std::make_shared<std::string>();
-    getResponseDataFromDeviceReport(report, ack, answer);
+    writeAcknowledgement(SIG_getResponseDataFromDeviceReport, report, ack, answer.get(), false);
     info.answer = std::move(answer);
     info.ack = ack;
     ZLOG(TRACE, SIG_getDeviceReportDataToProtoResponse, "convertDeviceReportDataToProtoResponse end. ");
 }
 
-size_t ProtoBase::appendReplyData(const std::string& package, unsigned int validDataLength)
+size_t ProtoBase::appendReplyData(std::string_view package, unsigned int validDataLength)
 {
     const std::string_view data = frame::replyData(package, validDataLength);
-    m_replyRecord->data.insert(m_replyRecord->data.end(), data.begin(), data.end());
+    std::vector<unsigned char>& out = m_replyRecord->data;
+    if (out.capacity() == 0 && !data.empty())
+    {
+        out.reserve(std::max(m_replyReserve, data.size()));
+    }
+    // As unsigned bytes, so that the insert is one block copy.
+    const auto* first = reinterpret_cast<const unsigned char*>(data.data());
+    out.insert(out.end(), first, first + data.size());
     return data.size();
 }
 
@@ -410,11 +497,22 @@ void ProtoBase::upPackageListWithoutLabelMatching(std::string& buffer,
     }
     std::string head;
     hexStringToBytes(match[0].key, head);
+    std::vector<std::string_view> ok;
+    std::vector<std::string_view> failed;
+    splitReports(buffer, head, ok, failed);
+    okList.insert(okList.end(), ok.begin(), ok.end());
+    failedList.insert(failedList.end(), failed.begin(), failed.end());
+    buffer.clear();
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
+}
+
+void ProtoBase::splitReports(std::string_view buffer, std::string_view head, std::vector<std::string_view>& okList,
+                             std::vector<std::string_view>& failedList)
+{
     // Every head is taken; good checksums go to okList, the rest to failedList.
-    auto sort = [this, &okList, &failedList](std::string_view view) {
-        std::string piece(view);
-        const bool good = reviseOk(piece, 0, piece.size());
-        (good ? okList : failedList).push_back(std::move(piece));
+    auto sort = [&okList, &failedList](std::string_view piece) {
+        (checksumOk(piece) ? okList : failedList).push_back(piece);
     };
     const size_t first = frame::cutAtHeads(
         buffer, head, [](size_t, size_t) { return true; }, sort);
@@ -422,25 +520,35 @@ void ProtoBase::upPackageListWithoutLabelMatching(std::string& buffer,
     {
         failedList.push_back(buffer);
     }
-    buffer.clear();
-    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
-         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
 }
 
 void ProtoBase::analyze_DeviceReportData(std::string& buffer, std::vector<ST_DeviceAutoReportResponseInfo>& reports)
 {
     ZLOG(TRACE, SIG_analyze_DeviceReportData, "-----analyze_DeviceReportData ,analyze start ...");
-    const std::vector<ST_MSGToHardDriverMatchOne> match{{kReportSplitKey, 0}};
-    std::vector<std::string> okList;
-    std::vector<std::string> failedList;
-    upPackageListWithoutLabelMatching(buffer, match, okList, failedList);
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching start ...");
+    // The reports are decoded where they lie in buffer, which is emptied
+    // once they are (also when decoding throws), as if it had been at once.
+    struct ClearOnExit
+    {
+        explicit ClearOnExit(std::string& b) : buffer(b) {}
+        ClearOnExit(const ClearOnExit&) = delete;
+        ClearOnExit& operator=(const ClearOnExit&) = delete;
+        ~ClearOnExit() { buffer.clear(); }
+        std::string& buffer;
+    } clearOnExit(buffer);
+    std::vector<std::string_view> okList;
+    std::vector<std::string_view> failedList;
+    splitReports(buffer, kReportSplitHead, okList, failedList);
+    ZLOG(TRACE, SIG_upPackageListWithoutLabelMatching,
+         "-----analyze_DeviceReportData ,upPackageListWithoutLabelMatching end ...");
     reports.reserve(reports.size() + okList.size() + failedList.size());
     for (size_t i = 0; i < okList.size(); ++i)
     {
         ZLOG(TRACE, SIG_analyze_DeviceReportData, "-----analyze_DeviceReportData ,analyze strprotoOKPackageLst[%d] .",
              static_cast<int>(i));
         ST_DeviceAutoReportResponseInfo info;
-        getDeviceReportDataToProtoResponse(okList[i], kUndecodedAck, info);
+        decodeReport(okList[i], kUndecodedAck, info);
         reports.push_back(std::move(info));
     }
     for (size_t i = 0; i < failedList.size(); ++i)
@@ -448,7 +556,7 @@ void ProtoBase::analyze_DeviceReportData(std::string& buffer, std::vector<ST_Dev
         ZLOG(TRACE, SIG_analyze_DeviceReportData,
              "-----analyze_DeviceReportData ,analyze strprotoFailedPackageLst[%d] .", static_cast<int>(i));
         ST_DeviceAutoReportResponseInfo info;
-        getDeviceReportDataToProtoResponse(failedList[i], kUndecodedAck, info);
+        decodeReport(failedList[i], kUndecodedAck, info);
         reports.push_back(std::move(info));
     }
 }
@@ -508,7 +616,10 @@ std::shared_ptr<std::string> ProtoBase::newRequestFrame(size_t length, unsigned 
     header.readWriteCode = request.readWriteCode;
     header.packetType = request.packetType;
     header.registerAddr = registerAddr;
-    return std::make_shared<std::string>(frame::encodeRequest(header, length));
+    auto f = std::make_shared<std::string>();
+    f->reserve(std::max(length, frame::kOverhead));
+    frame::appendRequestHeader(header, *f);
+    return f;
 }
 
 unsigned int ProtoBase::storeCheckout(std::string& f)

@@ -91,10 +91,10 @@ protected:
     // Advances the 8-bit packet label (255 wraps to 0) and returns it.
     unsigned char advancePacketLabel();
     // The start both analyze_OnePackageRequst share: advances the packet label
-    // into label, logs the packet and builds into frame the zero-filled
-    // request frame of the packet's validLen plus overhead bytes with its
-    // header. 0, or 22 for a null request and 7 for a read/write code other
-    // than 0 and 1 (logged as "error <codeName>:%d"), frame left empty.
+    // into label, logs the packet and starts frame: its 18 header bytes, with
+    // room reserved for the packet's validLen plus overhead bytes. 0, or 22
+    // for a null request and 7 for a read/write code other than 0 and 1
+    // (logged as "error <codeName>:%d"), frame left empty.
     em_ProtoAnalyze beginRequestFrame(const char* sig, const ST_RegisterAddrAndValid& pkg,
                                       const INTER_ST::ThirdGenerationCommRequest_Data* request, size_t overhead,
                                       const char* codeName, unsigned char& label, std::shared_ptr<std::string>& frame);
@@ -105,10 +105,19 @@ protected:
     // Writes the acknowledgement of a report into *answer (nothing for a null
     // answer): the 20-byte form, or the variant's 38-byte one. A report too
     // short for it is logged with sig and gets the invalid-package answer.
-    static void writeAcknowledgement(const char* sig, const std::string& report, unsigned char ack, std::string* answer,
+    static void writeAcknowledgement(const char* sig, std::string_view report, unsigned char ack, std::string* answer,
                                      bool variantForm);
-    // A zero-filled request frame of the given length whose header carries
-    // the request's fields, the label and the register address.
+    // getThirdGenerationCommResponseData and getDeviceReportDataToProtoResponse
+    // on a view.
+    static void decodeResponse(std::string_view f, unsigned char& ack,
+                               INTER_ST::ThirdGenerationCommResponse_Data& record);
+    static void decodeReport(std::string_view report, unsigned char ack, ST_DeviceAutoReportResponseInfo& info);
+    // upPackageListWithoutLabelMatching on views into buffer, which is left
+    // as it is: an unsplit buffer is the one failed piece.
+    static void splitReports(std::string_view buffer, std::string_view head, std::vector<std::string_view>& okList,
+                             std::vector<std::string_view>& failedList);
+    // A request frame's 18 header bytes carrying the request's fields, the
+    // label and the register address, with room for length bytes in all.
     static std::shared_ptr<std::string> newRequestFrame(size_t length, unsigned char label,
                                                         const INTER_ST::ThirdGenerationCommRequest_Data& request,
                                                         unsigned int registerAddr);
@@ -119,7 +128,7 @@ protected:
     // Appends a reply package's data bytes to the reply record: at most the
     // declared length, and never the checksum or past the package. Returns the
     // number appended.
-    size_t appendReplyData(const std::string& package, unsigned int validDataLength);
+    size_t appendReplyData(std::string_view package, unsigned int validDataLength);
     // The checks both package checks share, in order: the package's ack goes
     // into the reply record first (a rejected package leaves it there, by
     // design), then the checksum, then entries 0 (head key) and 1 (label) of
@@ -127,18 +136,44 @@ protected:
     // two check the head only, three head and label, four or more can never
     // pass. That asymmetry is required. On success the package is consumed
     // (offset moves past it) and 0 is returned; else the result to return.
-    em_ProtoAnalyze checkReplyPackage(const char* sig, const std::string& package,
+    // The entries' keys are those read by readReplyKeys from matchList.
+    em_ProtoAnalyze checkReplyPackage(const char* sig, std::string_view package,
                                       const std::vector<ST_MSGToHardDriverMatchOne>& matchList,
                                       const em_RequestType& type, int& offset, const PackageCheckRules& rules);
-    // Whether the head key of a match entry (hex text) occurs in the package at
-    // or after the entry's posWanted; byteKey receives the key's bytes. A found
-    // position is compared as 32 bits against all bits set, "not found".
-    bool headKeyFound(const std::string& package, const ST_MSGToHardDriverMatchOne& one, std::string& byteKey);
-    // Whether package byte 3 equals the entry's label (decimal text); logs
-    // both, and the mismatch, with the caller's signature text.
-    static bool labelMatches(const char* sig, const std::string& package, const ST_MSGToHardDriverMatchOne& one);
+    // Whether the head key's bytes occur in the package at or after posWanted.
+    // A found position is compared as 32 bits against all bits set, "not found".
+    static bool headKeyFound(std::string_view package, std::string_view byteKey, int posWanted);
+    // Whether package byte 3 equals the label; logs both, and the mismatch,
+    // with the caller's signature text.
+    static bool labelMatches(const char* sig, std::string_view package, int label);
+
+    // The head key (entry 0, hex text) as bytes and the label (entry 1,
+    // decimal text) of an expected-reply list, read once for a whole analysis.
+    struct ReplyKeys
+    {
+        std::string head;
+        int label = 0;
+        // The text head was read from: every request names the same head, so
+        // it is read again only when the text changes.
+        std::string headText;
+        bool headRead = false;
+    };
+    void readReplyKeys(const std::vector<ST_MSGToHardDriverMatchOne>& match);
+    // findPackageList for the reply analysis: the keys are m_replyKeys (read
+    // from match) and the packages go into m_packages as views into buffer.
+    bool findPackages(std::string_view buffer, const std::vector<ST_MSGToHardDriverMatchOne>& match, int& offset);
+    // The cutting of findPackageList, with the keys read: appends the packages
+    // to out and sets offset to the first head's position.
+    static void cutPackages(std::string_view buffer, std::string_view head, unsigned char wantedLabel, int& offset,
+                            std::vector<std::string_view>& out);
+    // reviseOk on a view: the checksum of the whole package.
+    static bool checksumOk(std::string_view package);
 
     std::string m_strProtoKey;
     std::shared_ptr<INTER_ST::ThirdGenerationCommResponse_Data> m_replyRecord;
     unsigned char m_ucPacketLabel = 0;
+    // Room the first reply data of a read request makes in the record.
+    size_t m_replyReserve = 0;
+    ReplyKeys m_replyKeys;
+    std::vector<std::string_view> m_packages;
 };

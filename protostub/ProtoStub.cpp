@@ -43,6 +43,15 @@ std::shared_ptr<ProtoBase> protoAt(const std::map<std::string, std::shared_ptr<P
     }
     return it->second;
 }
+
+// Bytes analysed where they arrived that must wait in the receive buffer.
+void keepReceived(std::string& buffer, bool direct, const std::string& received)
+{
+    if (direct)
+    {
+        buffer.assign(received);
+    }
+}
 }  // namespace
 
 ProtoStub::ProtoStub()
@@ -102,37 +111,67 @@ em_ProtoAnalyze ProtoStub::analyze_DeviceData(const std::string& matchKey, const
         ZLOG(WARN, sig, "map proto is not contain match key.");
         return emProtoNotFound;
     }
-    const std::shared_ptr<ProtoBase> proto = it->second;
+    // The registry is fixed once built: its entry serves without a copy.
+    const std::shared_ptr<ProtoBase>& proto = it->second;
     if (!proto)
     {
         ZLOG(WARN, sig, "not found proto object.");
         return emProtoNotFound;
     }
     std::lock_guard<std::mutex> lock(m_mutex);
-    m_buffer.append(protoBuffer);
-    if (proto->checkThridPackageHeaderFlag(m_buffer) != emProtoHeaderOk)
+    // With nothing kept from earlier pieces the received bytes are the buffer:
+    // they are checked and analysed where they are, and only what must wait
+    // (a wrong head, a partial frame, what the analysis left) is copied in.
+    const bool direct = m_buffer.empty();
+    if (!direct)
+    {
+        m_buffer.append(protoBuffer);
+    }
+    const std::string& buffer = direct ? protoBuffer : m_buffer;
+    // ProtoBase's header and length checks, read inline.
+    if (!frame::hasDeviceHead(buffer))
     {
         // A wrong header stays in the buffer until the server clears it.
+        keepReceived(m_buffer, direct, protoBuffer);
         ZLOG(INFO, sig, "checkThridPackageHeaderFlag,tmpBuffe.size =[%d],m_buffer.size=[%d].",
              static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()));
         return emProtoBadHeader;
     }
-    const em_ProtoAnalyze lengthCheck = proto->checkValidLength(m_buffer);
-    if (lengthCheck == emProtoFrameShort)
+    if (frame::declaredExtent(buffer) == frame::Extent::Short)
     {
+        keepReceived(m_buffer, direct, protoBuffer);
         ZLOG(INFO, sig, "checkValidLength,tmpBuffe.size =[%d],m_buffer.size=[%d], (em_ProtoAnalyze)nCheck=[%d].",
-             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()), static_cast<int>(lengthCheck));
+             static_cast<int>(protoBuffer.size()), static_cast<int>(m_buffer.size()),
+             static_cast<int>(emProtoFrameShort));
         return emProtoIncompleteFrame;
     }
     int offset = 0;
-    const em_ProtoAnalyze result = proto->analyze_DeviceData(type, m_buffer, match, offset);
+    em_ProtoAnalyze result = emProtoFailed;
+    try
+    {
+        result = proto->analyze_DeviceData(type, buffer, match, offset);
+    }
+    catch (...)
+    {
+        // An analysis that throws leaves the received bytes in the buffer.
+        keepReceived(m_buffer, direct, protoBuffer);
+        throw;
+    }
     ZLOG(DEBUG, sig, "analyzeFromHardDriver, em_RequestType = %d,ProtoBase.analyzeFromHardDriver's nOpers(bool) = %d.",
          static_cast<int>(type), static_cast<int>(result));
     if (result == emProtoSuccess && offset != 0)
     {
         // The offset is taken sign-extended as a count from the start: a
         // negative one, or one past the end, empties the buffer.
-        m_buffer.erase(0, static_cast<size_t>(static_cast<long long>(offset)));
+        const auto consumed = static_cast<size_t>(static_cast<long long>(offset));
+        if (!direct)
+        {
+            m_buffer.erase(0, consumed);
+        }
+        else if (consumed < protoBuffer.size())
+        {
+            m_buffer.assign(protoBuffer, consumed, std::string::npos);
+        }
         return emProtoSuccess;
     }
     // Every failure of the analysis reaches the caller as 255, by design.
