@@ -104,9 +104,8 @@ TEST_F(FacadeDirectPathTest, PiecesThatMustWaitAndAThrowingAnalysisStayInTheBuff
             EXPECT_EQ(emProtoIncompleteFrame, feed("", prefix));
         }
         analyzer->doThrow = true;
-        EXPECT_EQ("invalid string position", outOfRange([&] {
-                      analyze_DeviceData("3rd-proto", emRequestReadRegister, kReply.substr(split), kReply1);
-                  }));
+        EXPECT_THROW_MSG(analyze_DeviceData("3rd-proto", emRequestReadRegister, kReply.substr(split), kReply1),
+                         std::out_of_range, "invalid string position");
         EXPECT_EQ(kReply, m_buffer);
         analyzer->doThrow = false;
     }
