@@ -242,8 +242,9 @@ em_ProtoAnalyze ProtoAnalyze3rd::buildOnePacket(const ST_RegisterAddrAndValid& p
         return begun;
     }
     std::string& f = *out;
-    // Where the checksum goes, as planned: the reply list names it so even
-    // when the packet's data changed the frame's length.
+    // Where the checksum goes, as planned: it is stored there, and the reply
+    // list names it so, even when the packet's data changed the frame's
+    // length.
     const size_t checksumAt = static_cast<size_t>(pkg.validLen) + frame::kData;
     if (request->readWriteCode == emOperationRead)
     {
@@ -262,7 +263,7 @@ em_ProtoAnalyze ProtoAnalyze3rd::buildOnePacket(const ST_RegisterAddrAndValid& p
         }
     }
     f.append(frame::kChecksumSize, '\0');
-    const unsigned int sum = storeCheckout(f);
+    const unsigned int sum = storeCheckout(f, checksumAt + frame::kChecksumSize);
     msg.protoKey = m_strProtoKey;
     // The checksum entry holds the full 32-bit sum, not cut to 16 bits.
     msg.matchList.clear();

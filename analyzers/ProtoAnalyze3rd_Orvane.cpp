@@ -399,7 +399,7 @@ em_ProtoAnalyze ProtoAnalyze3rd_Orvane::buildOnePacket(const ST_RegisterAddrAndV
     }
     frame::putDword(f, frame::kVariantPacketSum, m_nSendCount);
     frame::putDword(f, frame::kVariantSequence, pkg.nPacketSequeseNum);
-    storeCheckout(f);
+    storeCheckout(f, length);
     msg.protoKey = m_strProtoKey;
     msg.matchList.clear();
     msg.matchList.reserve(2);

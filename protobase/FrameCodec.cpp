@@ -176,11 +176,16 @@ unsigned int storedChecksum(std::string_view f)
 
 unsigned int seal(std::string& f)
 {
-    const unsigned int sum = frameChecksumSum(f);
-    // Low byte first, in the frame's last two bytes.
-    if (f.size() >= 2)
+    return sealPlanned(f, f.size());
+}
+
+unsigned int sealPlanned(std::string& f, size_t length)
+{
+    const unsigned int sum = length > 4 ? checksumSum(slice(f, 2, length - 4)) : kCheckoutSeed;
+    // Low byte first, in the planned frame's last two bytes.
+    if (length >= 2)
     {
-        putWord(f, f.size() - 2, sum & 0xFFFF);
+        putWord(f, length - 2, sum & 0xFFFF);
     }
     return sum;
 }

@@ -622,7 +622,7 @@ std::shared_ptr<std::string> ProtoBase::newRequestFrame(size_t length, unsigned 
     return f;
 }
 
-unsigned int ProtoBase::storeCheckout(std::string& f)
+unsigned int ProtoBase::storeCheckout(std::string& f, size_t length)
 {
-    return frame::seal(f);
+    return frame::sealPlanned(f, length);
 }

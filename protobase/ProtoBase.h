@@ -123,8 +123,9 @@ protected:
                                                         unsigned int registerAddr);
     // The first two scan-board bytes as a word, first byte low; missing bytes are 0.
     static unsigned int scanBoardWord(const std::vector<unsigned char>& scanBoardAddr);
-    // Stores the checksum at the frame's end; returns the full 32-bit sum.
-    static unsigned int storeCheckout(std::string& frame);
+    // Stores the checksum of a request frame planned as length bytes at
+    // length-2 (see frame::sealPlanned); returns the full 32-bit sum.
+    static unsigned int storeCheckout(std::string& frame, size_t length);
     // Appends a reply package's data bytes to the reply record: at most the
     // declared length, and never the checksum or past the package. Returns the
     // number appended.

@@ -143,14 +143,28 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
 
 TEST_F(PacketBuildingTest, OnePacketFailsOnlyOnAnUnknownCodeEvenWhenItsDataDiffersFromValidLen)
 {
-    // The data replaces validLen bytes as a string would, so the frame grows by one byte; the checksum still
-    // covers validLen + 16 bytes and is stored at validLen + 18, over the fourth data byte.
-    ProtoAnalyze3rd plain;
-    const Built built =
-        build(plain, request(1), {.registerAddr = kAddr, .data = hexBytes("ab cd ef 01"), .validLen = 3});
-    EXPECT_EQ(made("55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd ef b1 5a 00",
-                   {"AA55@0", "1@3", "23217@21"}, labelLine("23", "5544", "1")),
-              built);
+    // The data replaces validLen bytes as a string would, so the frame grows or shrinks with it; the checksum
+    // still covers validLen + 16 bytes and is stored at validLen + 18: over the fourth data byte of longer data,
+    // and, for shorter data, as far as the frame reaches (its high byte would lie past the end).
+    struct Case
+    {
+        const char* name;
+        const char* data;
+        const char* frame;
+        const char* checksumMatch;
+    };
+    const Case cases[] = {
+        {"one byte more", "ab cd ef 01", "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd ef b1 5a 00",
+         "23217@21"},
+        {"one byte less", "ab cd", "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd 00 c2", "22978@21"},
+    };
+    for (const Case& c : cases)
+    {
+        SCOPED_TRACE(c.name);
+        ProtoAnalyze3rd plain;
+        const Built built = build(plain, request(1), {.registerAddr = kAddr, .data = hexBytes(c.data), .validLen = 3});
+        EXPECT_EQ(made(c.frame, {"AA55@0", "1@3", c.checksumMatch}, labelLine("23", "5544", "1")), built);
+    }
 }
 
 }  // namespace
