@@ -15,28 +15,7 @@
 
 namespace
 {
-#define SIG_CLASS "ProtoAnalyze3rd::"
-#define SIG_FILE_PARAMS \
-    "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
-const char* const SIG_analyze_ClientData = ZSIG_RESULT SIG_CLASS
-    "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
-    " &,const " ZSIG_STRING " &,const bool &)";
-const char* const SIG_analyze_ReadRequest = ZSIG_RESULT SIG_CLASS
-    "analyze_ReadRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
-const char* const SIG_analyze_WriteRequest = ZSIG_RESULT SIG_CLASS
-    "analyze_WriteRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
-const char* const SIG_analyze_ReadFileRequest = ZSIG_RESULT SIG_CLASS "analyze_ReadFileRequest" SIG_FILE_PARAMS;
-const char* const SIG_analyze_WriteFileRequest = ZSIG_RESULT SIG_CLASS "analyze_WriteFileRequest" SIG_FILE_PARAMS;
-const char* const SIG_analyze_OnePackageRequst = ZSIG_RESULT SIG_CLASS
-    "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR ",struct ST_MSGToHardDriver &)";
-const char* const SIG_analyze_DeviceData =
-    ZSIG_RESULT SIG_CLASS "analyze_DeviceData(const enum em_RequestType &,const " ZSIG_STRING
-                          " &,const struct ST_MSGToHardDriverMatch &,int &)";
-const char* const SIG_analyzeDeviceData_ByCommonProtocol =
-    ZSIG_RESULT SIG_CLASS "analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR
-                          " &,const enum em_RequestType &,int &)";
-#undef SIG_FILE_PARAMS
-#undef SIG_CLASS
+ZSIG_ANALYZER_OPERATIONS("ProtoAnalyze3rd::");
 
 const char* const kReplyHeadKey = "AA55";
 constexpr int kLabelPosition = 3;

@@ -18,33 +18,14 @@
 namespace
 {
 #define SIG_CLASS "ProtoAnalyze3rd_Orvane::"
-#define SIG_FILE_PARAMS \
-    "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
-const char* const SIG_analyze_ClientData = ZSIG_RESULT SIG_CLASS
-    "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST
-    " &,const " ZSIG_STRING " &,const bool &)";
-const char* const SIG_analyze_ReadRequest = ZSIG_RESULT SIG_CLASS
-    "analyze_ReadRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
-const char* const SIG_analyze_WriteRequest = ZSIG_RESULT SIG_CLASS
-    "analyze_WriteRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";
+ZSIG_ANALYZER_OPERATIONS(SIG_CLASS);
 const char* const SIG_getPacketSumSequeseNum =
     "int __cdecl " SIG_CLASS "getPacketSumSequeseNum(const unsigned __int64 &," ZSIG_REQUEST_PTR ")";
-const char* const SIG_analyze_ReadFileRequest = ZSIG_RESULT SIG_CLASS "analyze_ReadFileRequest" SIG_FILE_PARAMS;
-const char* const SIG_analyze_WriteFileRequest = ZSIG_RESULT SIG_CLASS "analyze_WriteFileRequest" SIG_FILE_PARAMS;
-const char* const SIG_analyze_OnePackageRequst = ZSIG_RESULT SIG_CLASS
-    "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR ",struct ST_MSGToHardDriver &)";
-const char* const SIG_analyze_DeviceData =
-    ZSIG_RESULT SIG_CLASS "analyze_DeviceData(const enum em_RequestType &,const " ZSIG_STRING
-                          " &,const struct ST_MSGToHardDriverMatch &,int &)";
-const char* const SIG_analyzeDeviceData_ByCommonProtocol =
-    ZSIG_RESULT SIG_CLASS "analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR
-                          " &,const enum em_RequestType &,int &)";
 const char* const SIG_analyze_DeviceReportPushData = ZSIG_RESULT SIG_CLASS
     "analyze_DeviceReportPushData(" ZSIG_REPORT_VECTOR " &,const " ZSIG_STRING " &,unsigned __int64 &)";
 const char* const SIG_getResponseDataFromDeviceReport =
     "void __cdecl " SIG_CLASS "getResponseDataFromDeviceReport(const " ZSIG_STRING " &,unsigned char," ZSIG_STRING_PTR
     ")";
-#undef SIG_FILE_PARAMS
 #undef SIG_CLASS
 
 const char* const kReplyHeadKey = "AA55";

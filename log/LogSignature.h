@@ -16,3 +16,28 @@
 #define ZSIG_STRING_PTR "class std::shared_ptr<" ZSIG_STRING " >"
 #define ZSIG_REQUEST_PTR "class INTER_ST::ThirdGenerationCommRequest_Data *"
 #define ZSIG_RESULT "enum em_ProtoAnalyze __cdecl "
+
+// The signature texts of the operations both analyzers have, for the class
+// named by cls ("ProtoAnalyze3rd::"): one constant per operation, defined in
+// the analyzer's .cpp where it logs.
+#define ZSIG_ANALYZER_OPERATIONS(cls)                                                                              \
+    const char* const SIG_analyze_ClientData = ZSIG_RESULT cls                                                     \
+        "analyze_ClientData(const unsigned __int64 &,const enum em_RequestType &,void *," ZSIG_MSG_LIST            \
+        " &,const " ZSIG_STRING " &,const bool &)";                                                                \
+    const char* const SIG_analyze_ReadRequest = ZSIG_RESULT cls                                                    \
+        "analyze_ReadRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";     \
+    const char* const SIG_analyze_WriteRequest = ZSIG_RESULT cls                                                   \
+        "analyze_WriteRequest(const unsigned __int64 &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)";    \
+    const char* const SIG_analyze_ReadFileRequest = ZSIG_RESULT cls "analyze_ReadFileRequest" ZSIG_FILE_REQUEST;   \
+    const char* const SIG_analyze_WriteFileRequest = ZSIG_RESULT cls "analyze_WriteFileRequest" ZSIG_FILE_REQUEST; \
+    const char* const SIG_analyze_OnePackageRequst =                                                               \
+        ZSIG_RESULT cls "analyze_OnePackageRequst(const struct ST_RegisterAddrAndValid &," ZSIG_REQUEST_PTR        \
+                        ",struct ST_MSGToHardDriver &)";                                                           \
+    const char* const SIG_analyze_DeviceData =                                                                     \
+        ZSIG_RESULT cls "analyze_DeviceData(const enum em_RequestType &,const " ZSIG_STRING                        \
+                        " &,const struct ST_MSGToHardDriverMatch &,int &)";                                        \
+    const char* const SIG_analyzeDeviceData_ByCommonProtocol =                                                     \
+        ZSIG_RESULT cls "analyzeDeviceData_ByCommonProtocol(const " ZSIG_STRING " &,const " ZSIG_MATCH_VECTOR      \
+                        " &,const enum em_RequestType &,int &)"
+#define ZSIG_FILE_REQUEST \
+    "(const unsigned __int64 &,const " ZSIG_STRING " &," ZSIG_REQUEST_PTR "," ZSIG_MSG_LIST " &,const bool &)"
