@@ -84,7 +84,9 @@ bool sealedFrame(const std::string& frame);
 
 }  // namespace fuzz
 
-// Defined once for all targets: sets the logger's run mode (silent, or TRACE
-// into a discarding sink when ZORV_FUZZ_LOG=trace) and makes the scratch
-// directory. The fuzzing engine calls it first, as does the replay main.
+// Defined once per target. For the targets that link the protocol library
+// (FuzzInit.cpp) it sets the logger's run mode (silent, or TRACE into a
+// discarding sink when ZORV_FUZZ_LOG=trace) and makes the scratch directory;
+// for those that link the codec or the decode library alone (FuzzInitAlone.cpp)
+// it does nothing. The fuzzing engine calls it first, as does the replay main.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);

@@ -1,10 +1,13 @@
 // Writes the seed corpus of every fuzz target: real frames of both protocols
 // (requests, replies with one and several packets, pushed reports, report
-// streams), each laid out as its target reads its input. Replies are made
-// here as a device makes them, from the request frames the library builds.
+// streams), each laid out as its target reads its input. Replies, reports and
+// the faults of a line come from the device simulator, answering the request
+// frames the library builds; a few frames made here by hand probe the length
+// field's corners.
 //
 //   zorv_fuzz_make_corpus <directory>    writes <directory>/<target>/<seed>
 #include "FuzzRequest.h"
+#include "devicesim/DeviceSimulator.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -12,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <initializer_list>
+#include <vector>
 
 namespace
 {
@@ -19,12 +23,15 @@ namespace
 using fuzz::ClientRequest;
 using fuzz::FileSetup;
 using fuzz::LengthMode;
+using Device = zorv::DeviceSimulator;
 namespace fs = std::filesystem;
 
 fs::path g_root;
 
-void seed(const char* target, const std::string& name, const std::string& bytes)
+// Writes one seed; blanks in its name become dashes.
+void seed(const char* target, std::string name, const std::string& bytes)
 {
+    std::replace(name.begin(), name.end(), ' ', '-');
     const fs::path dir = g_root / target;
     fs::create_directories(dir);
     std::ofstream(dir / name, std::ios::binary) << bytes;
@@ -72,30 +79,6 @@ std::string frame(int head0, int head1, const std::string& header, const std::st
     f += data + "..";
     seal(f);
     return f;
-}
-
-// What a device answers: AA 55, ack 0, the request's header echoed with the
-// address bytes crossed. A read returns the bytes asked for (the variant
-// first echoes the request's data area), a write returns the variant's
-// sub-header or nothing.
-std::string reply(const std::string& request, bool variant, unsigned char ack = 0)
-{
-    std::string header = request.substr(2, 14);
-    header[0] = static_cast<char>(ack);
-    std::swap(header[2], header[3]);
-    const bool read = request[10] == 0;
-    const size_t asked = static_cast<unsigned char>(request[16]) | static_cast<unsigned char>(request[17]) << 8;
-    const std::string area = request.substr(18, request.size() - 20);
-    std::string data;
-    if (!variant)
-    {
-        data = read ? pattern(asked, 7) : "";
-    }
-    else
-    {
-        data = read ? area + pattern(asked > area.size() ? asked - area.size() : 0, 9) : area.substr(0, 18);
-    }
-    return frame(0xAA, 0x55, header, data);
 }
 
 // An 18-byte sub-header: packet sum, sequence number and extension length.
@@ -149,31 +132,99 @@ std::list<ST_MSGToHardDriver> frames(ClientRequest r)
     return msgs;
 }
 
-// The request, message index 0, the flags and their extras, then the pieces.
-std::string deviceData(const ClientRequest& r, const std::string& flagsAndExtras, const std::string& stream,
-                       size_t piece)
+// The request, message index 0, the flags and their extras, then the pieces
+// (each at most 254 bytes: a size byte of 255 takes all that is left).
+std::string deviceData(const ClientRequest& r, const std::string& flagsAndExtras,
+                       const std::vector<std::string>& pieces)
 {
     std::string out;
     fuzz::writeClientRequest(out, r);
     out += '\0';
     out += flagsAndExtras;
-    for (size_t done = 0; done < stream.size(); done += piece)
+    for (const std::string& piece : pieces)
     {
-        const size_t n = std::min(piece, stream.size() - done);
-        out += static_cast<char>(n);
-        out += stream.substr(done, n);
+        for (size_t done = 0; done < piece.size(); done += 254)
+        {
+            const size_t n = std::min<size_t>(254, piece.size() - done);
+            out += static_cast<char>(n);
+            out += piece.substr(done, n);
+        }
     }
     return out;
 }
 
-std::string replies(const ClientRequest& r, unsigned char ack = 0)
+std::vector<std::string> cut(const std::string& stream, size_t piece)
 {
+    std::vector<std::string> out;
+    for (size_t done = 0; done < stream.size(); done += piece)
+    {
+        out.push_back(stream.substr(done, piece));
+    }
+    return out;
+}
+
+Device::Flavor flavorOf(const ClientRequest& r)
+{
+    return r.variant ? Device::Flavor::Variant : Device::Flavor::Standard;
+}
+
+// The device simulator's answers to the frames the library builds for r.
+std::string replies(const ClientRequest& r, const zorv::Faults& faults = {})
+{
+    Device device(flavorOf(r), faults);
     std::string out;
     for (const ST_MSGToHardDriver& msg : frames(r))
     {
-        out += reply(*msg.frame, r.variant, ack);
+        out += device.answer(*msg.frame);
     }
     return out;
+}
+
+// The requests and their answers in the order they cross the line.
+std::string exchange(const ClientRequest& r, const zorv::Faults& faults = {})
+{
+    Device device(flavorOf(r), faults);
+    std::string out;
+    for (const ST_MSGToHardDriver& msg : frames(r))
+    {
+        out += *msg.frame + device.answer(*msg.frame);
+    }
+    return out;
+}
+
+// Faults that always fire: one kind, or pieces of 1 to 9 bytes.
+zorv::Faults always(zorv::Fault fault)
+{
+    zorv::Faults f;
+    f.seed = 7;
+    switch (fault)
+    {
+    case zorv::Fault::DroppedReply:
+        f.droppedReply = 1;
+        break;
+    case zorv::Fault::NonZeroAck:
+        f.nonZeroAck = 1;
+        break;
+    case zorv::Fault::WrongLabel:
+        f.wrongLabel = 1;
+        break;
+    case zorv::Fault::BadChecksum:
+        f.badChecksum = 1;
+        break;
+    case zorv::Fault::Truncated:
+        f.truncated = 1;
+        break;
+    case zorv::Fault::Garbage:
+        f.garbage = 1;
+        break;
+    case zorv::Fault::Duplicated:
+        f.duplicated = 1;
+        break;
+    case zorv::Fault::Pieces:
+        f.maxPiece = 9;
+        break;
+    }
+    return f;
 }
 
 void clientAndDeviceSeeds()
@@ -210,8 +261,27 @@ void clientAndDeviceSeeds()
         fuzz::writeClientRequest(client, r);
         seed("fuzz_client_request", c.name, client);
         const std::string stream = replies(r);
-        seed("fuzz_device_data", std::string(c.name) + "-whole", deviceData(r, bytes({0}), stream, 255));
-        seed("fuzz_device_data", std::string(c.name) + "-pieces", deviceData(r, bytes({0}), stream, 7));
+        seed("fuzz_device_data", std::string(c.name) + "-whole", deviceData(r, bytes({0}), {stream}));
+        seed("fuzz_device_data", std::string(c.name) + "-pieces", deviceData(r, bytes({0}), cut(stream, 7)));
+    }
+
+    // Every fault of the line, on a standard read of three packets and a
+    // variant write of two.
+    for (const ClientRequest& r : {cases[1].r, cases[8].r})
+    {
+        for (size_t k = 0; k < zorv::kFaultKinds; ++k)
+        {
+            const auto fault = static_cast<zorv::Fault>(k);
+            const zorv::Faults faults = always(fault);
+            Device device(flavorOf(r), faults);
+            std::string stream;
+            for (const ST_MSGToHardDriver& msg : frames(r))
+            {
+                stream += device.answer(*msg.frame);
+            }
+            const std::string name = std::string(r.variant ? "var-" : "std-") + "fault-" + zorv::faultName(fault);
+            seed("fuzz_device_data", name, deviceData(r, bytes({0}), device.pieces(stream)));
+        }
     }
 
     // Requests the library rejects, one per check.
@@ -251,20 +321,20 @@ void clientAndDeviceSeeds()
     // an own match list of odd entries.
     const ClientRequest read = request(false, emRequestReadRegister, 1024, 0, "", LengthMode::Raw32, 16);
     const std::string good = replies(read);
-    seed("fuzz_device_data", "junk-then-reply", deviceData(read, bytes({0}), "junk" + good, 4));
+    seed("fuzz_device_data", "junk-then-reply", deviceData(read, bytes({0}), cut("junk" + good, 4)));
     std::string broken = good;
     broken[20] = static_cast<char>(broken[20] ^ 0x40);
-    seed("fuzz_device_data", "bad-checksum-then-reply", deviceData(read, bytes({0}), broken + good, 255));
+    seed("fuzz_device_data", "bad-checksum-then-reply", deviceData(read, bytes({0}), {broken + good}));
     const ClientRequest three = request(false, emRequestReadRegister, 16, 0, "", LengthMode::Raw32, 40);
-    seed("fuzz_device_data", "replies-glued", deviceData(three, bytes({0}), replies(three), 60));
+    seed("fuzz_device_data", "replies-glued", deviceData(three, bytes({0}), cut(replies(three), 60)));
     std::string list;
     fuzz::writeMatchList(list, {{"AA55", -1}, {"1", -7}, {"1", 3}, {"", 0}});
-    seed("fuzz_device_data", "own-match-list", deviceData(read, bytes({1}) + list, good, 255));
+    seed("fuzz_device_data", "own-match-list", deviceData(read, bytes({1}) + list, {good}));
     // A 20-byte write reply whose ack equals the label and which holds a
     // second head: the package search throws for it.
     const ClientRequest write = request(false, emRequestWriteRegister, 1024, 1, "ab");
     std::string thrower = frame(0xAA, 0x55, bytes({1, 1, 2, 1, 3, 4, 5, 6, 1, 0, 0xAA, 0x55, 0, 0}), "");
-    seed("fuzz_device_data", "second-head-throws", deviceData(write, bytes({0}), thrower, 255));
+    seed("fuzz_device_data", "second-head-throws", deviceData(write, bytes({0}), {thrower}));
 }
 
 void frameSeeds()
@@ -339,6 +409,151 @@ void frameSeeds()
     }
 }
 
+// Reports and replies from the simulator for the frame targets.
+void simulatorSeeds()
+{
+    const Device standard(Device::Flavor::Standard);
+    const Device var(Device::Flavor::Variant);
+    const std::string push10 = var.pushReport(0x21, 0x10, 1, 0, pattern(12, 8));
+    const std::string push18 = var.pushReport(0x22, 0x18, 3, 1, pattern(30, 9));
+    const std::string stream = standard.reportStream(0x30, {pattern(8, 1), "", pattern(40, 2)});
+    // A report whose data holds 55 AA: the stream is split inside it.
+    const std::string split = standard.report(0x40, bytes({1, 2, 0x55, 0xAA, 3, 4}));
+
+    const std::string stdRead = replies(request(false, emRequestReadRegister, 1024, 0, "", LengthMode::Raw32, 16));
+    const std::string varRead =
+        replies(request(true, emRequestReadRegister, 1024, 0, subHeader(1, 0, 2) + "xy", LengthMode::Raw32, 36));
+
+    seed("fuzz_general_package", "sim-std-read-reply", stdRead);
+    seed("fuzz_general_package", "sim-var-read-reply", varRead);
+    seed("fuzz_auto_push", "sim-push-10", std::string(4, '\0') + push10);
+    seed("fuzz_auto_push", "sim-push-18-second-of-3", std::string(4, '\0') + push18 + push10);
+    seed("fuzz_device_report", "sim-std-stream", bytes({0}) + stream);
+    seed("fuzz_device_report", "sim-std-stream-split", bytes({0}) + split + stream);
+    seed("fuzz_device_report", "sim-var-pushes", bytes({1}) + push10 + push18);
+    seed("fuzz_device_report", "sim-var-stream", bytes({1}) + var.reportStream(0x50, {pattern(20, 3)}));
+    seed("fuzz_response_decoding", "sim-var-read-reply", bytes({0, 0xFF}) + varRead);
+    seed("fuzz_response_decoding", "sim-push", bytes({0, 1}) + push18);
+    std::string list;
+    fuzz::writeMatchList(list, {{"55AA", 0}, {"1", 3}});
+    seed("fuzz_package_search", "sim-report-stream-split", list + split + stream);
+}
+
+// The codec target's input: ack, count, acceptance bits, head, buffer.
+std::string codecInput(unsigned char ack, unsigned int count, uint32_t accept, const std::string& head,
+                       const std::string& buffer)
+{
+    std::string out = bytes({ack, static_cast<int>(count & 0xFF), static_cast<int>(count >> 8)});
+    for (int i = 0; i < 4; ++i)
+    {
+        out += static_cast<char>(accept >> (8 * i));
+    }
+    return out + static_cast<char>(head.size()) + head + buffer;
+}
+
+void codecSeeds()
+{
+    const Device standard(Device::Flavor::Standard);
+    const Device var(Device::Flavor::Variant);
+    const std::string devHead = bytes({0xAA, 0x55});
+    const std::string srvHead = bytes({0x55, 0xAA});
+    const ClientRequest three = request(false, emRequestReadRegister, 16, 0, "", LengthMode::Raw32, 40);
+    const ClientRequest long300 = request(false, emRequestReadRegister, 1024, 0, "", LengthMode::Raw32, 300);
+    const ClientRequest varWrite = request(true, emRequestWriteRegister, 1024, 1, subHeader(1, 0, 2) + "xy" + "abc");
+    const std::string push = var.pushReport(0x21, 0x18, 2, 1, pattern(10, 4));
+    const char* target = "fuzz_frame_codec";
+
+    seed(target, "std-replies-all-taken", codecInput(0, 16, 0xFFFFFFFF, devHead, replies(three)));
+    seed(target, "std-replies-first-only", codecInput(0, 16, 0, devHead, replies(three)));
+    seed(target, "reply-wraps-past-257", codecInput(0, 0x0FFF, 1, devHead, replies(long300)));
+    seed(target, "var-write-exchange", codecInput(1, 24, 0xAAAAAAAA, srvHead, exchange(varWrite)));
+    seed(target, "push-acknowledged", codecInput(1, 30, 1, srvHead, push));
+    seed(target, "report-stream", codecInput(0, 8, 0x5, srvHead, standard.reportStream(1, {"a", "bc", pattern(5, 1)})));
+    seed(target, "length-byte-0x90", codecInput(0, 0x90, 0, devHead, frame(0xAA, 0x55, "", pattern(0x90, 3))));
+    seed(target, "short-report", codecInput(2, 0, 0, "", push.substr(0, 30)));
+    seed(target, "hex-key-text", codecInput(0, 0, 0, "5", "AA55x5G1234567890abcdef"));
+}
+
+// Hex as people paste it: bytes two digits each, sep between them.
+std::string hex(const std::string& b, const char* sep, bool upper = false, const char* prefix = "")
+{
+    const char* digits = upper ? "0123456789ABCDEF" : "0123456789abcdef";
+    std::string out;
+    for (size_t i = 0; i < b.size(); ++i)
+    {
+        const auto c = static_cast<unsigned char>(b[i]);
+        out += (i == 0 ? "" : sep) + std::string(prefix) + digits[c >> 4] + digits[c & 0x0F];
+    }
+    return out;
+}
+
+// A log line as the logger's byte-string call writes it.
+std::string logLine(const std::string& signature, int line, const std::string& b)
+{
+    return "2024-05-01 10:00:00.123 [DEBUG] " + signature + ":" + std::to_string(line) + " " + hex(b, " ", true) + "\n";
+}
+
+void decodeSeeds()
+{
+    const char* target = "fuzz_decode_input";
+    const ClientRequest read = request(false, emRequestReadRegister, 1024, 0, "", LengthMode::Raw32, 16);
+    const ClientRequest write = request(false, emRequestWriteRegister, 4, 1, pattern(10, 2));
+    const ClientRequest varRead =
+        request(true, emRequestReadRegister, 1024, 0, subHeader(1, 0, 2) + "xy", LengthMode::Raw32, 36);
+    const ClientRequest varWrite = request(true, emRequestWriteRegister, 26, 1, subHeader(3, 2, 0) + pattern(12, 4));
+    const Device var(Device::Flavor::Variant);
+    const std::string push = var.pushReport(0x21, 0x10, 1, 0, pattern(6, 5));
+    std::string ack;
+    {
+        // The server's answer to the push, as the library builds it.
+        ProtoStub stub;
+        unsigned long long frameLen = 0;
+        bool flag = false;
+        std::vector<ST_DeviceAutoReportResponseInfo> reports;
+        stub.isAutoPushThirdPackage(push, frameLen, flag, reports);
+        if (!reports.empty() && reports.front().answer != nullptr)
+        {
+            ack = *reports.front().answer;
+        }
+    }
+    // flags: bits 0-1 the form (0 hex, 1 log, 2 binary), bits 2-3 the variant
+    // choice (1 standard, 2 variant); then the data bytes shown.
+    const auto input = [](int flags, int shown, const std::string& text) { return bytes({flags, shown}) + text; };
+
+    seed(target, "hex-spaced-read", input(0, 64, hex(exchange(read), " ") + "\n"));
+    seed(target, "hex-colons-write-all-shown", input(0, 0, hex(exchange(write), ":", true)));
+    seed(target, "hex-0x-comments",
+         input(0, 16,
+               "# a read\n" + hex(*frames(read).front().frame, ", ", false, "0x") + "  # its reply\n0x" +
+                   hex(replies(read), "") + "\n"));
+    seed(target, "hex-var-exchange-auto", input(0, 64, hex(exchange(varRead) + exchange(varWrite), " ")));
+    seed(target, "hex-var-forced", input(8, 64, hex(exchange(varWrite), "\t")));
+    seed(target, "hex-var-as-standard", input(4, 64, hex(exchange(varRead), " ")));
+    seed(target, "hex-push-and-ack", input(0, 64, hex(push + ack, " ")));
+    seed(target, "bad-hex-digit", input(0, 64, "55 aa\n00 0g 12"));
+    seed(target, "bad-odd-run", input(0, 64, "55aa 123"));
+    seed(target, "bad-bare-0x", input(0, 64, "55 aa 0x"));
+
+    std::string log = "2024-05-01 10:00:00.001 [INFO] server started\n";
+    log += logLine("int __cdecl ProtoBase::send(const char *, unsigned __int64)", 212, *frames(read).front().frame);
+    log += logLine("void Link::receive(std::string)", 88, replies(read).substr(0, 11));
+    log += "2024-05-01 10:00:00.200 [DEBUG] a:1 AA 5\r\n";
+    log += logLine("void Link::receive(std::string)", 88, replies(read));
+    log += logLine("Link::onPush", 9, push);
+    seed(target, "log-lines", input(1, 64, log));
+
+    for (size_t k = 0; k < zorv::kFaultKinds; ++k)
+    {
+        const auto fault = static_cast<zorv::Fault>(k);
+        if (fault == zorv::Fault::Truncated || fault == zorv::Fault::Garbage || fault == zorv::Fault::Duplicated ||
+            fault == zorv::Fault::BadChecksum)
+        {
+            seed(target, std::string("binary-fault-") + zorv::faultName(fault),
+                 input(2, 32, exchange(write, always(fault)) + exchange(varWrite, always(fault))));
+        }
+    }
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -352,5 +567,8 @@ int main(int argc, char** argv)
     g_root = argv[1];
     clientAndDeviceSeeds();
     frameSeeds();
+    simulatorSeeds();
+    codecSeeds();
+    decodeSeeds();
     return 0;
 }
