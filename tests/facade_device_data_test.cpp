@@ -6,6 +6,7 @@
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
 #include "support/SplitRunner.h"
+#include "support/TempPath.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -204,8 +205,8 @@ void transfer(const Transfer& t, const std::string& path)
 
 TEST_F(FacadeDeviceDataTest, TransfersEndTheSameHoweverTheRepliesArrive)
 {
-    const std::string w = fresh(0x6000, 150), file = ::testing::TempDir() + "zorv_transfer.bin";
-    const std::string unopenable = ::testing::TempDir() + "no-such-dir/zorv.bin";
+    const std::string w = fresh(0x6000, 150), file = tempPath("transfer.bin");
+    const std::string unopenable = tempPath("no-such-dir/zorv.bin");
     // Variant sub-header: packet sum 0, two extension bytes; a reply echoes its frame's, bytes 0-1 the packet's
     // data count, 3-6 the send count.
     const std::string sub = hexBytes("a0 a1 a2 00000000 00000000 ab ac ad ae af b0 02 e1 e2");

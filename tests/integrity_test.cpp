@@ -8,6 +8,7 @@
 #include "support/LogCapture.h"
 #include "support/Sha256.h"
 #include "support/SimRoundTrip.h"
+#include "support/TempPath.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -150,8 +151,7 @@ protected:
     Faults pieces() const { return {.maxPiece = 8192, .seed = 20260611}; }
 
     const std::size_t m_bytes = bigFileBytes();
-    const std::string m_in = ::testing::TempDir() + "zorv_big_in.bin",
-                      m_out = ::testing::TempDir() + "zorv_big_out.bin";
+    const std::string m_in = tempPath("big_in.bin"), m_out = tempPath("big_out.bin");
     em_LOG_LEVEL m_level = ZORV_LOG_INFO;
 };
 
@@ -287,7 +287,7 @@ protected:
 // still completes and the reply record holds every byte; the directory is left as it was.
 TEST_F(UnwritableOutput, ADirectoryInTheWayIsLoggedAndTheReplyKept)
 {
-    const std::filesystem::path dir = std::filesystem::path(::testing::TempDir()) / "zorv_output_is_a_directory";
+    const std::filesystem::path dir = std::filesystem::path(tempPath("output_is_a_directory"));
     std::filesystem::create_directories(dir);
     std::ofstream(dir / "keep.txt") << "kept";
     ServerStub stub;
@@ -308,7 +308,7 @@ TEST_F(UnwritableOutput, ADirectoryInTheWayIsLoggedAndTheReplyKept)
 // in order. The library only sets the stream's fail state: nothing in its log tells of the failed write.
 TEST_F(UnwritableOutput, AFullDiskKeepsWhatWasWritten)
 {
-    const std::string path = ::testing::TempDir() + "zorv_full_disk.bin";
+    const std::string path = tempPath("full_disk.bin");
     constexpr rlim_t kLimit = 5000;  // neither a packet nor a stream buffer multiple
     const std::string child = isolated([&] {
         signal(SIGXFSZ, SIG_IGN);

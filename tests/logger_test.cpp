@@ -1,6 +1,7 @@
 // The stand-in logger: threshold, hex rendering, line shape, file output.
 #include "log/ZorvLogControl.h"
 #include "support/LogCapture.h"
+#include "support/TempPath.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -39,7 +40,7 @@ TEST_F(LoggerTest, FilteredLinesNeverReachTheHook)
 TEST_F(LoggerTest, FileLinesCarryTimestampLevelSignatureLineAndMessage)
 {
     ZorvSpdLog& logger = *ZorvSpdLog::getLoger();
-    const std::string path = ::testing::TempDir() + "zorv_logger_test.log";
+    const std::string path = tempPath("logger_test.log");
     zorvlog::setCaptureHook(nullptr);
     ASSERT_TRUE(zorvlog::setOutputFile(path));
     logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "void __cdecl f(int)", 42, "hello %d", 7);
@@ -58,7 +59,7 @@ TEST_F(LoggerTest, FileLinesCarryTimestampLevelSignatureLineAndMessage)
 TEST_F(LoggerTest, DiscardedLinesAreNotWrittenButStillReachAHook)
 {
     ZorvSpdLog& logger = *ZorvSpdLog::getLoger();
-    const std::string path = ::testing::TempDir() + "zorv_logger_discard_test.log";
+    const std::string path = tempPath("logger_discard_test.log");
     zorvlog::setDiscardOutput(true);
     logger.addLogtoZorvSpdLog(ZORV_LOG_WARN, "sig", 1, "hooked %d", 1);
     zorvlog::setCaptureHook(nullptr);

@@ -3,6 +3,7 @@
 #include "analyzers/ProtoAnalyze3rd_Orvane.h"
 #include "support/Bytes.h"
 #include "support/LogCapture.h"
+#include "support/TempPath.h"
 
 #include <cstdio>
 #include <fstream>
@@ -117,7 +118,7 @@ protected:
         LogCaptureTest::TearDown();
     }
     const std::string m_path =
-        ::testing::TempDir() + "zorv_" + ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".bin";
+        tempPath(std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()) + ".bin");
 };
 
 struct Case
