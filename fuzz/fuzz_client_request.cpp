@@ -21,6 +21,10 @@ void checkFrames(const ClientRequest& r, const std::list<ST_MSGToHardDriver>& ms
     // A variant frame's payload follows the sub-header and its extension.
     const size_t lenExp = r.variant && r.request.data.size() > 17 ? r.request.data[17] : 0;
     const size_t payloadAt = r.variant ? 36 + lenExp : 18;
+    // Only a write request carries data. A read request whose record says
+    // "write" (code 1) is framed as the write branch frames it, from a packet
+    // that the read plan made: its frame carries no payload to check.
+    const bool write = r.type == emRequestWriteRegister || r.type == emRequestWriteFile;
     std::string payload;
     for (const ST_MSGToHardDriver& msg : msgs)
     {
@@ -33,7 +37,7 @@ void checkFrames(const ClientRequest& r, const std::list<ST_MSGToHardDriver>& ms
         FUZZ_CHECK(msg.matchList.size() == (r.variant ? 2u : 3u));
         FUZZ_CHECK(msg.matchList[0].key == "AA55");
         FUZZ_CHECK(std::atoi(msg.matchList[1].key.c_str()) == static_cast<unsigned char>(f[3]));
-        if (r.request.readWriteCode == 1)
+        if (write && r.request.readWriteCode == 1)
         {
             FUZZ_CHECK(f.size() >= payloadAt + 2);
             // The variant's length field counts the extension twice, by design.
@@ -41,7 +45,6 @@ void checkFrames(const ClientRequest& r, const std::list<ST_MSGToHardDriver>& ms
             payload.append(f, payloadAt, f.size() - 2 - payloadAt);
         }
     }
-    const bool write = r.type == emRequestWriteRegister || r.type == emRequestWriteFile;
     if (!write || r.request.readWriteCode != 1)
     {
         return;

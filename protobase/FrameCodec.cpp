@@ -181,6 +181,10 @@ unsigned int seal(std::string& f)
 
 unsigned int sealPlanned(std::string& f, size_t length)
 {
+    if (f.size() < length)
+    {
+        f.resize(length, '\0');
+    }
     const unsigned int sum = length > 4 ? checksumSum(slice(f, 2, length - 4)) : kCheckoutSeed;
     // Low byte first, in the planned frame's last two bytes.
     if (length >= 2)

@@ -197,10 +197,11 @@ unsigned int storedChecksum(std::string_view f);
 // returns the full sum, not cut to 16 bits.
 unsigned int seal(std::string& f);
 // The same for a frame planned as length bytes whose data came out longer or
-// shorter than planned: the sum covers bytes 2 to length-3 as far as the frame
-// holds them, and is stored at length-2 and length-1 where the frame reaches.
-// The request builders seal so: the checksum stays where the frame's length
-// field puts it, and nothing is written past the frame.
+// shorter than planned: a shorter frame is first padded with zero bytes to
+// its planned length, then the sum of bytes 2 to length-3 is stored at
+// length-2 and length-1. The request builders seal so: the checksum stays
+// where the frame's length field puts it (over the data's last bytes when the
+// data ran long), and a short frame still ends in its checksum.
 unsigned int sealPlanned(std::string& f, size_t length);
 
 // ---- Request frames ---------------------------------------------------------

@@ -143,9 +143,9 @@ TEST_F(PacketBuildingTest, PacketBecomesAFrameOrIsRejectedWith7AndTakesALabelEit
 
 TEST_F(PacketBuildingTest, OnePacketFailsOnlyOnAnUnknownCodeEvenWhenItsDataDiffersFromValidLen)
 {
-    // The data replaces validLen bytes as a string would, so the frame grows or shrinks with it; the checksum
-    // still covers validLen + 16 bytes and is stored at validLen + 18: over the fourth data byte of longer data,
-    // and, for shorter data, as far as the frame reaches (its high byte would lie past the end).
+    // The data replaces validLen bytes as a string would, so longer data grows the frame; the checksum
+    // still covers validLen + 16 bytes and is stored at validLen + 18: over the fourth data byte of longer data;
+    // shorter data leaves zero bytes up to the checksum, so the frame still ends in it.
     struct Case
     {
         const char* name;
@@ -156,7 +156,7 @@ TEST_F(PacketBuildingTest, OnePacketFailsOnlyOnAnUnknownCodeEvenWhenItsDataDiffe
     const Case cases[] = {
         {"one byte more", "ab cd ef 01", "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd ef b1 5a 00",
          "23217@21"},
-        {"one byte less", "ab cd", "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd 00 c2", "22978@21"},
+        {"one byte less", "ab cd", "55 aa 00 01 11 22 33 66 44 55 01 77 78 56 34 12 03 00 ab cd 00 c2 59", "22978@21"},
     };
     for (const Case& c : cases)
     {
