@@ -25,14 +25,6 @@ unsigned int fieldValue(std::string_view f, const frame::Field& field)
     return value;
 }
 
-// "0x" and value in hex, at least digits digits.
-std::string hexNumber(unsigned int value, int digits)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%0*x", digits, value);
-    return text;
-}
-
 std::string padded(const std::string& text, size_t width)
 {
     return text.size() >= width ? text + ' ' : text + std::string(width - text.size(), ' ');
@@ -140,6 +132,14 @@ bool isFrame(const Piece& piece)
 }
 
 }  // namespace
+
+// "0x" and value in hex, at least digits digits.
+std::string hexNumber(unsigned int value, int digits)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%0*x", digits, value);
+    return text;
+}
 
 std::string describe(const Piece& piece, size_t index, const TextOptions& options)
 {

@@ -30,4 +30,7 @@ std::string describe(const Piece& piece, size_t index, const TextOptions& option
 // checksum. line is the log line the bytes came from, 0 for none.
 std::string toJson(const Piece& piece, size_t index, size_t line);
 
+// "0x" and value in hex, at least digits digits ("0x00002000" for 8).
+std::string hexNumber(unsigned int value, int digits);
+
 }  // namespace zorvproto

@@ -10,6 +10,7 @@
 // and the whole request issued again, under new labels; that counts as a
 // retry too.
 #include "Commands.h"
+#include "FrameText.h"
 #include "HexInput.h"
 #include "Request.h"
 #include "WireLink.h"
@@ -54,16 +55,12 @@ struct ClientOptions
 
 std::string hex32(std::uint32_t value)
 {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08x", value);
-    return text;
+    return hexNumber(value, 8);
 }
 
 std::string hex8(unsigned int value)
 {
-    char text[8];
-    std::snprintf(text, sizeof text, "0x%02x", value & 0xFF);
-    return text;
+    return hexNumber(value & 0xFF, 2);
 }
 
 // "frame 2 of 4 (#02 read 0x00002400 len 1024)"

@@ -6,6 +6,7 @@
 #include "Commands.h"
 #include "Digest.h"
 #include "FrameCutter.h"
+#include "FrameText.h"
 #include "HexInput.h"
 #include "Request.h"
 #include "devicesim/DeviceSimulator.h"
@@ -167,9 +168,7 @@ private:
 
 std::string hex32(std::uint32_t value)
 {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08x", value);
-    return text;
+    return hexNumber(value, 8);
 }
 
 std::string hex8(unsigned int value)
