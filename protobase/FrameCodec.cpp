@@ -271,9 +271,10 @@ void appendRecordData(std::string_view f, unsigned int count, std::vector<unsign
         return;
     }
     const size_t end = f.size() - kChecksumSize;
-    if (end <= 256)
+    if (end <= 255)
     {
-        // The position cannot wrap before the checksum: one block.
+        // The 8-bit position reaches the checksum before it could wrap: one
+        // block. (With the checksum at 256 it never does, and wraps.)
         const auto* first = reinterpret_cast<const unsigned char*>(f.data()) + kData;
         out.insert(out.end(), first, first + std::min<size_t>(count, end - kData));
         return;
